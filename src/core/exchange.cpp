@@ -1,0 +1,92 @@
+// src/core/exchange.cpp: core. send_cmd_vn3x and its log lines.
+#include "core/exchange.h"
+
+#include "core/frame.h"
+#include "core/link/serial_link.h"
+#include "core/log.h"
+#include "core/state.h"
+#include "vnr_32.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace vnr::core {
+
+namespace {
+
+// The log shows at most this many bytes of a frame (5000 hexadecimal characters).
+constexpr std::size_t kLoggedFrameBytes = 2500;
+
+// "send_cmd_vn3x(), TansMode:%d,nComMode: %d, <what>: <hex>." by the raw writer.
+void log_frame(const char* what, const std::uint8_t* bytes, std::size_t size) {
+    if (!log::enabled()) return;  // spares the hexadecimal text when nobody reads it
+    size = std::min(size, kLoggedFrameBytes);
+    std::vector<char> hex(2 * size + 1);
+    hex_text(bytes, hex.data(), static_cast<int>(size));
+    char head[80];
+    std::snprintf(head, sizeof head, "send_cmd_vn3x(), TansMode:%d,nComMode: %d, %s: ", link_state().trans_mode.load(),
+                  link_state().com_mode.load(), what);
+    log::raw(std::string(head) + hex.data() + ".");
+}
+
+void log_raw_format(const char* format, int value) {
+    if (!log::enabled()) return;
+    char text[80];
+    std::snprintf(text, sizeof text, format, value);
+    log::raw(text);
+}
+
+}  // namespace
+
+std::int16_t send_cmd_vn3x(std::int32_t icdev, std::int32_t send_len, const std::uint8_t* send_buf,
+                           std::uint32_t* recv_len, std::span<std::uint8_t> recv_buf) {
+    if (icdev <= 0) return VNR_E_HANDLE_EXCHANGE;
+    *recv_len = 0;
+    if (!recv_buf.empty()) recv_buf[0] = 0;
+    if (send_len < 0) return VNR_E_BAD_ARGUMENT;
+    const std::span<const std::uint8_t> command(send_buf, static_cast<std::size_t>(send_len));
+    log_frame("Send", command.data(), command.size());
+
+    const std::uint8_t mode = link_state().trans_mode;
+    if (link_state().com_mode == kLinkHid) {
+        // Only the serial link is built in: no handle names an open HID device, and a feature report
+        // sent to a handle that is none fails, as it does when a HID reader is gone.
+        return VNR_E_GENERAL;
+    }
+    if (const std::int16_t status = link::com_send_frame(icdev, mode, command); status != VNR_OK) return status;
+
+    std::vector<std::uint8_t> frame(kFrameBufferSize);
+    std::size_t total = 0;
+    const std::int16_t status = link::com_receive_frame(icdev, total, frame);
+    log_frame("receive", frame.data(), total);
+    if (status != VNR_OK) {
+        log_raw_format("send_cmd_vn3x(), return: %d.", status);
+        return status;
+    }
+
+    // Plain frame: 02, LEN high, LEN low, S1, S2, data, check byte, 03.
+    const std::uint8_t s1 = frame[3];
+    const std::uint8_t s2 = frame[4];
+    if (s1 != 0 || s2 != 0) {
+        if (log::enabled()) {
+            char text[48];
+            std::snprintf(text, sizeof text, "send_cmd_vn3x(), status: %02x%02x.", s1, s2);
+            log::raw(text);
+        }
+        return reader_status(s1, s2);
+    }
+    const std::size_t data_length = total - 7;
+    if (data_length > recv_buf.size()) {
+        // The reader sent more than the command's longest reply: refused, nothing written past the buffer.
+        log_raw_format("send_cmd_vn3x(), return: %d.", VNR_E_END_BYTE);
+        return VNR_E_END_BYTE;
+    }
+    std::copy_n(frame.begin() + 5, data_length, recv_buf.begin());
+    *recv_len = static_cast<std::uint32_t>(data_length);
+    log::raw("send_cmd_vn3x() ok.");
+    return VNR_OK;
+}
+
+}  // namespace vnr::core

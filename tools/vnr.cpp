@@ -1,0 +1,133 @@
+// tools/vnr.cpp: the vnr command-line tool. Works a reader through the library's exported functions
+// only, as any application would, and prints in UTF-8.
+//
+//   vnr info [--port USB|COMn] [--baud N]   open the reader, print its version texts, close it
+#include "status_text.h"
+#include "utf8_output.h"
+#include "vnr_32.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+namespace {
+
+constexpr std::size_t kVersionSize = 100;
+constexpr int32_t kDefaultBaud = 115200;
+
+void usage(std::FILE* out) {
+    std::fputs(
+        "usage: vnr info [--port USB|COMn] [--baud N]\n"
+        "\n"
+        "  info     open the reader, print the version of the reader and of its contactless\n"
+        "           module, and close it\n"
+        "\n"
+        "  --port   USB searches USB readers only; COMn opens serial port n (1 to 32).\n"
+        "           Without it, USB is searched first and then COM1.\n"
+        "  --baud   serial rate: 9600, 19200, 38400, 57600 or 115200 (default 115200)\n"
+        "\n"
+        "On Linux, COMn is $VNR32_PREFIX/dosdevices/comn when that exists (VNR32_PREFIX defaults to\n"
+        "$HOME/.vnr32), else /dev/ttyS(n-1).\n",
+        out);
+}
+
+struct Options {
+    std::string port;  // empty: device_open's own search
+    int32_t baud = kDefaultBaud;
+};
+
+// Parses the options behind the verb; prints the problem and returns false on a mistake.
+bool parse(int argc, char** argv, Options& options) {
+    for (int i = 2; i < argc; ++i) {
+        const std::string_view arg = argv[i];
+        if ((arg == "--port" || arg == "--baud") && i + 1 >= argc) {
+            std::fprintf(stderr, "vnr: %s needs a value\n", argv[i]);
+            return false;
+        }
+        if (arg == "--port") {
+            options.port = argv[++i];
+        } else if (arg == "--baud") {
+            char* end = nullptr;
+            const long baud = std::strtol(argv[++i], &end, 10);
+            if (end == argv[i] || *end != '\0' || baud <= 0 || baud > 0x7FFFFFFF) {
+                std::fprintf(stderr, "vnr: --baud takes a number, not '%s'\n", argv[i]);
+                return false;
+            }
+            options.baud = static_cast<int32_t>(baud);
+        } else {
+            std::fprintf(stderr, "vnr: unknown option '%s'\n", argv[i]);
+            return false;
+        }
+    }
+    return true;
+}
+
+// Opens as the options say. Returns the handle or the failure result (0 or a negative code).
+int32_t open_reader(const Options& options) {
+    if (options.port.empty()) return device_open(0, options.baud);
+    const std::string prefix = options.port.substr(0, 3);
+    if ((prefix == "COM" || prefix == "com") && options.port.size() > 3) {
+        char* end = nullptr;
+        const long number = std::strtol(options.port.c_str() + 3, &end, 10);
+        if (*end != '\0' || number < 1 || number > 32) {
+            std::fprintf(stderr, "vnr: %s is not a port from COM1 to COM32\n", options.port.c_str());
+            return VNR_E_BAD_ARGUMENT;
+        }
+        return device_open_name("COM", static_cast<int16_t>(number - 1), options.baud);
+    }
+    return device_open_name(options.port.c_str(), 0, options.baud);
+}
+
+int info(const Options& options) {
+    const int32_t handle = open_reader(options);
+    if (handle <= 1) {
+        if (handle == 0)
+            std::fprintf(stderr, "vnr: no reader answered (0): nothing on USB, and the port opened but no reader replied\n");
+        else
+            std::fprintf(stderr, "vnr: cannot open the reader: %s\n", vnr::tool::explain_status(handle).c_str());
+        return 1;
+    }
+    int failures = 0;
+    static const char* const kModules[] = {"reader", "contactless module"};
+    for (uint8_t module = 0; module < 2; ++module) {
+        uint8_t length = 0;
+        uint8_t text[kVersionSize] = {};
+        const int16_t status = device_version(handle, module, &length, text);
+        if (status != VNR_OK) {
+            std::fprintf(stderr, "vnr: version of the %s: %s\n", kModules[module], vnr::tool::explain_status(status).c_str());
+            ++failures;
+            continue;
+        }
+        const std::string version(reinterpret_cast<const char*>(text), length);
+        std::printf("%-19s %s\n", (std::string(kModules[module]) + ":").c_str(),
+                    vnr::tool::gbk_to_utf8(version).c_str());
+    }
+    uint8_t kind = 0xFF;
+    device_gettype(&kind);
+    std::printf("%-19s %s (handle %d)\n", "link:", kind == 1 ? "USB HID" : "serial", static_cast<int>(handle));
+    if (const int16_t status = device_close(handle); status != VNR_OK) {
+        std::fprintf(stderr, "vnr: closing the reader: %s\n", vnr::tool::explain_status(status).c_str());
+        ++failures;
+    }
+    return failures == 0 ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    vnr::tool::use_utf8_output();
+    if (argc < 2 || std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0) {
+        usage(argc < 2 ? stderr : stdout);
+        return argc < 2 ? 2 : 0;
+    }
+    Options options;
+    if (std::strcmp(argv[1], "info") != 0) {
+        std::fprintf(stderr, "vnr: unknown command '%s'\n\n", argv[1]);
+        usage(stderr);
+        return 2;
+    }
+    if (!parse(argc, argv, options)) return 2;
+    return info(options);
+}
