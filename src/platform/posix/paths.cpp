@@ -2,7 +2,7 @@
 // $VNR32_PREFIX (default $HOME/.vnr32).
 #include "platform/paths.h"
 
-#include "platform/files.h"
+#include <sys/stat.h>
 
 #include <cctype>
 #include <cstdlib>
@@ -44,8 +44,11 @@ std::string native_path(std::string_view windows_path) {
 }
 
 std::string serial_port_name(unsigned index) {
+    // The mapping stands as soon as its entry is there, even as a link to nothing: a port that was
+    // mapped and is gone must fail to open, not quietly become another port.
     const std::string mapped = prefix() + "/dosdevices/com" + std::to_string(index + 1);
-    if (path_exists(mapped)) return mapped;
+    struct stat entry{};
+    if (::lstat(mapped.c_str(), &entry) == 0) return mapped;
     return "/dev/ttyS" + std::to_string(index);
 }
 

@@ -1,0 +1,126 @@
+// Frame codec: golden byte strings of both forms, head detection, and what a broken frame gives.
+#include "core/frame.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <vector>
+
+#include "vnr_32.h"
+
+using namespace vnr::core;
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+Bytes encode(const Bytes& payload, FrameForm form) {
+    Bytes out(kFrameBufferSize);
+    out.resize(encode_frame(payload, form, out));
+    return out;
+}
+
+// Decodes a whole wire frame; returns the status and the plain frame.
+std::int16_t decode(const Bytes& wire, Bytes& plain) {
+    std::array<std::uint8_t, kFrameHeadSize> head{};
+    std::copy_n(wire.begin(), std::min(wire.size(), head.size()), head.begin());
+    const FrameHead frame = read_frame_head(head);
+    plain.assign(kFrameBufferSize, 0);
+    std::size_t total = 99;
+    const std::int16_t status = finish_frame(wire, frame, plain, total);
+    plain.resize(status == VNR_OK ? total : 0);
+    if (status != VNR_OK) {
+        EXPECT_EQ(total, 0u);
+    }
+    return status;
+}
+
+TEST(Frame, VersionQueryInBothForms) {
+    const Bytes command{0x31, 0x11, 0x01};
+    EXPECT_EQ(encode(command, FrameForm::plain), (Bytes{0x02, 0x00, 0x03, 0x31, 0x11, 0x01, 0x21, 0x03}));
+    EXPECT_EQ(encode(command, FrameForm::split),
+              (Bytes{0x02, 0x30, 0x30, 0x30, 0x33, 0x33, 0x31, 0x31, 0x31, 0x30, 0x31, 0x32, 0x31, 0x03}));
+}
+
+TEST(Frame, RepliesOfBothFormsDecodeToTheSamePlainFrame) {
+    const Bytes plain_success{0x02, 0x00, 0x02, 0x00, 0x00, 0x00, 0x03};
+    const Bytes split_success{0x02, 0x30, 0x30, 0x30, 0x32, 0x30, 0x30, 0x30, 0x30, 0x30, 0x30, 0x03};
+    Bytes plain;
+    ASSERT_EQ(decode(split_success, plain), VNR_OK);
+    EXPECT_EQ(plain, plain_success);
+    ASSERT_EQ(decode(plain_success, plain), VNR_OK);
+    EXPECT_EQ(plain, plain_success);
+    EXPECT_EQ(encode({0x00, 0x00}, FrameForm::split), split_success);
+    EXPECT_EQ(encode({0x10, 0x01}, FrameForm::plain), (Bytes{0x02, 0x00, 0x02, 0x10, 0x01, 0x11, 0x03}));
+}
+
+TEST(Frame, NibbleTenIsAColonNotALetter) {
+    const Bytes wire = encode({0xAB, 0xCD}, FrameForm::split);
+    EXPECT_EQ(wire, (Bytes{0x02, 0x30, 0x30, 0x30, 0x32, 0x3A, 0x3B, 0x3C, 0x3D, 0x36, 0x36, 0x03}));
+}
+
+FrameHead head_of(std::array<std::uint8_t, kFrameHeadSize> bytes) { return read_frame_head(bytes); }
+
+TEST(Frame, HeadTellsTheForm) {
+    // A plain length whose two bytes both lie in 0x30-0x3F is read as split: the form is told by the
+    // bytes, not by what was sent.
+    EXPECT_EQ(head_of({0x02, 0x00, 0x03, 0x31, 0x11}).form, FrameForm::plain);
+    EXPECT_EQ(head_of({0x02, 0x00, 0x03, 0x31, 0x11}).payload_length, 3u);
+    EXPECT_EQ(head_of({0x02, 0x30, 0x31, 0x30, 0x39}).form, FrameForm::split);
+    EXPECT_EQ(head_of({0x02, 0x30, 0x31, 0x30, 0x39}).payload_length, 0x0109u);
+    EXPECT_EQ(head_of({0x02, 0x31, 0x31, 0x00, 0x00}).form, FrameForm::split);
+    EXPECT_EQ(head_of({0x02, 0x2F, 0x31, 0x00, 0x00}).form, FrameForm::plain);
+    EXPECT_EQ(head_of({0x02, 0x2F, 0x31, 0x00, 0x00}).payload_length, 0x2F31u);
+}
+
+TEST(Frame, BrokenFramesAreRefused) {
+    Bytes plain;
+    // Wrong check byte, even with a success status.
+    EXPECT_EQ(decode({0x02, 0x00, 0x02, 0x00, 0x00, 0x01, 0x03}, plain), VNR_E_CHECK_BYTE);
+    // Wrong end byte wins over a wrong check byte.
+    EXPECT_EQ(decode({0x02, 0x00, 0x02, 0x00, 0x00, 0x01, 0x04}, plain), VNR_E_END_BYTE);
+    // A split frame with a nibble outside 0x30-0x3F shows in the check byte.
+    EXPECT_EQ(decode({0x02, 0x30, 0x30, 0x30, 0x32, 0x30, 0x40, 0x30, 0x30, 0x30, 0x30, 0x03}, plain), VNR_E_CHECK_BYTE);
+    // LEN below 2 leaves no room for the status pair.
+    EXPECT_EQ(decode({0x02, 0x00, 0x00, 0x00, 0x03}, plain), VNR_E_END_BYTE);
+    EXPECT_EQ(decode({0x02, 0x00, 0x01, 0x07, 0x07, 0x03}, plain), VNR_E_END_BYTE);
+}
+
+TEST(Frame, PlainFrameTooLargeForItsBufferIsRefusedWithoutWriting) {
+    const Bytes wire = encode(Bytes(300, 0x55), FrameForm::plain);
+    std::array<std::uint8_t, kFrameHeadSize> head{};
+    std::copy_n(wire.begin(), head.size(), head.begin());
+    std::vector<std::uint8_t> small(100, 0xEE);
+    std::size_t total = 1;
+    EXPECT_EQ(finish_frame(wire, read_frame_head(head), std::span(small).first(50), total), VNR_E_END_BYTE);
+    EXPECT_EQ(total, 0u);
+    EXPECT_EQ(small[50], 0xEE);
+    EXPECT_EQ(small[0], 0xEE);
+}
+
+TEST(Frame, EncodeRefusesWhatTheBufferCannotHold) {
+    std::vector<std::uint8_t> out(kFrameBufferSize);
+    EXPECT_EQ(encode_frame(Bytes(32761), FrameForm::split, out), kFrameBufferSize);
+    EXPECT_EQ(encode_frame(Bytes(32762), FrameForm::split, out), 0u);
+    EXPECT_EQ(encode_frame(Bytes(65525), FrameForm::plain, out), kFrameBufferSize);
+    EXPECT_EQ(encode_frame(Bytes(65526), FrameForm::plain, out), 0u);
+}
+
+TEST(Frame, XorAndHexText) {
+    const std::uint8_t bytes[] = {0x31, 0x11, 0x01, 0x21};
+    EXPECT_EQ(frame_xor(3, bytes), 0x21);
+    EXPECT_EQ(frame_xor(0, bytes), 0);
+    EXPECT_EQ(frame_xor(-5, bytes), 0);
+    EXPECT_EQ(frame_xor_verify(4, bytes), VNR_OK);
+    EXPECT_EQ(frame_xor_verify(3, bytes), VNR_E_CHECK_BYTE);
+    char text[16];
+    hex_text(bytes, text, 4);
+    EXPECT_STREQ(text, "31110121");
+    const std::uint8_t high[] = {0xAB, 0x0F};
+    hex_text(high, text, 2);
+    EXPECT_STREQ(text, "AB0F");
+    hex_text(high, text, 0);
+    EXPECT_STREQ(text, "");
+}
+
+}  // namespace
