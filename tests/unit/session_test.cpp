@@ -86,7 +86,9 @@ TEST_F(SessionWithoutReader, VersionChecksHandleThenModuleBeforeTheWire) {
     EXPECT_EQ(length, 0);
     EXPECT_EQ(text[0], 0xAA);
     EXPECT_EQ(device_version(5000, 0, nullptr, text.data()), VNR_E_BAD_ARGUMENT);
-    // A made-up handle reaches no device: the write fails as on a stale system handle.
+    // After a serial attempt the exchange goes by the serial link, where a made-up handle reaches no
+    // device: the write fails as on a stale system handle.
+    EXPECT_EQ(device_open(40, 9600), VNR_E_PORT_INDEX);
     EXPECT_EQ(device_version(5000, 0, &length, text.data()), VNR_E_PORT_WRITE);
 }
 

@@ -1,0 +1,28 @@
+# Checks that a shared library's dynamic symbol table defines exactly the names of the export list.
+# cmake -DLIBRARY=path -DLIST=exports.list -DNM=nm -P check_exports.cmake
+execute_process(COMMAND ${NM} -D --defined-only --format=posix ${LIBRARY}
+                OUTPUT_VARIABLE symbols RESULT_VARIABLE failed)
+if(failed)
+  message(FATAL_ERROR "cannot read the symbols of ${LIBRARY}")
+endif()
+string(REPLACE "\n" ";" symbols "${symbols}")
+set(exported "")
+foreach(line IN LISTS symbols)
+  if(line MATCHES "^([A-Za-z_][A-Za-z0-9_]*)(@+[A-Za-z0-9_.]+)? ([A-Za-z]) ")
+    if(NOT CMAKE_MATCH_3 STREQUAL "A")   # version nodes are absolute symbols, not exports
+      list(APPEND exported ${CMAKE_MATCH_1})
+    endif()
+  endif()
+endforeach()
+file(STRINGS ${LIST} listed REGEX "^[A-Za-z_][A-Za-z0-9_]*$")
+list(SORT exported)
+list(SORT listed)
+if(NOT exported STREQUAL listed)
+  set(extra ${exported})
+  list(REMOVE_ITEM extra ${listed})
+  set(missing ${listed})
+  list(REMOVE_ITEM missing ${exported})
+  message(FATAL_ERROR "export table differs from the list\n  exported but not listed: ${extra}\n  listed but not exported: ${missing}")
+endif()
+list(LENGTH exported count)
+message(STATUS "export table: ${count} names, as listed")
