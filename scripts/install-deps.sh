@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that building and testing need, only those that are missing.
+#   scripts/install-deps.sh [linux|all]   linux: the Linux build, simulator and tests; all: also the
+#                                         Windows cross-compilers and Wine (default)
+set -euo pipefail
+
+packages=(build-essential cmake ninja-build binutils googletest libgtest-dev libgmock-dev libbenchmark-dev
+          nlohmann-json3-dev)
+if [ "${1:-all}" = all ]; then
+  packages+=(mingw-w64 wine64)
+fi
+
+missing=()
+for package in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" || missing+=("$package")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+echo "installing: ${missing[*]}"
+sudo=""
+if [ "$(id -u)" -ne 0 ]; then
+  command -v sudo >/dev/null || { echo "install-deps: not root and no sudo; install: ${missing[*]}" >&2; exit 1; }
+  sudo=sudo
+fi
+export DEBIAN_FRONTEND=noninteractive
+$sudo apt-get update -qq
+$sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

@@ -1,0 +1,86 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, and runs every test:
+#   1. the Linux build's tests (unit, integration through the simulator, ABI, export table);
+#   2. the same tests in an address+undefined sanitizer build and in a thread sanitizer build;
+#   3. the Windows DLLs (x86_64 and i686) cross-built, their export tables checked, and the x86_64
+#      DLL's serial-road tests run under Wine against the simulator.
+# Ends with one line "total: N passed, N failed"; exits non-zero on any failure.
+#   scripts/test.sh [--linux-only]
+set -uo pipefail
+top=$(cd "$(dirname "$0")/.." && pwd)
+cd "$top"
+linux_only=0
+[ "${1:-}" = --linux-only ] && linux_only=1
+
+passed=0
+failed=0
+stage_failed=()
+
+# Runs ctest in a build folder and adds its counts to the totals.
+run_ctest() {
+  local name=$1 dir=$2 log
+  log=$(mktemp)
+  ctest --test-dir "$dir" --output-on-failure -j2 --timeout 300 2>&1 | tee "$log" | tail -n 25
+  local line
+  line=$(grep -E "tests passed, [0-9]+ tests? failed out of [0-9]+" "$log" | tail -n 1)
+  if [ -z "$line" ]; then
+    echo "$name: ctest reported no result"
+    failed=$((failed + 1)); stage_failed+=("$name")
+  else
+    local f t
+    f=$(sed -E 's/.*tests passed, ([0-9]+) tests? failed out of ([0-9]+).*/\1/' <<<"$line")
+    t=$(sed -E 's/.*tests passed, ([0-9]+) tests? failed out of ([0-9]+).*/\2/' <<<"$line")
+    passed=$((passed + t - f)); failed=$((failed + f))
+    [ "$f" -eq 0 ] || stage_failed+=("$name")
+  fi
+  rm -f "$log"
+}
+
+build() {  # build DIR [cmake options...]
+  local dir=$1; shift
+  cmake -S "$top" -B "$dir" -G Ninja -DVNR_BUILD_TESTS=ON "$@" >/dev/null && cmake --build "$dir" -j2
+}
+
+step() { printf '\n==== %s\n' "$*"; }
+
+if [ "$linux_only" -eq 1 ]; then "$top/scripts/install-deps.sh" linux; else "$top/scripts/install-deps.sh" all; fi || exit 1
+
+step "Linux build and tests"
+if build build -DVNR_BUILD_BENCH=ON; then run_ctest linux build; else failed=$((failed + 1)); stage_failed+=("linux build"); fi
+
+step "Address and undefined-behaviour sanitizer build and tests"
+if build build-asan -DVNR_SANITIZE=address -DCMAKE_BUILD_TYPE=Debug; then
+  ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 run_ctest asan build-asan
+else failed=$((failed + 1)); stage_failed+=("asan build"); fi
+
+step "Thread sanitizer build and tests"
+if build build-tsan -DVNR_SANITIZE=thread -DCMAKE_BUILD_TYPE=Debug; then
+  TSAN_OPTIONS=halt_on_error=1 run_ctest tsan build-tsan
+else failed=$((failed + 1)); stage_failed+=("tsan build"); fi
+
+if [ "$linux_only" -eq 0 ]; then
+  step "Windows cross builds, export tables and the serial road under Wine"
+  if "$top/scripts/build-windows.sh" all; then
+    for dir in build-win64 build-win32; do
+      if "$top/scripts/check-exports.sh" "$dir"; then passed=$((passed + 1)); else failed=$((failed + 1)); stage_failed+=("exports $dir"); fi
+    done
+    log=$(mktemp)
+    "$top/scripts/wine-tests.sh" build build-win64 2>&1 | tee "$log"
+    line=$(grep -E "^[0-9]+ passed, [0-9]+ failed$" "$log" | tail -n 1)
+    if [ -n "$line" ]; then
+      p=${line%% passed*}; f=${line#*passed, }; f=${f%% failed*}
+      passed=$((passed + p)); failed=$((failed + f))
+      [ "$f" -eq 0 ] || stage_failed+=("wine")
+    else
+      failed=$((failed + 1)); stage_failed+=("wine")
+    fi
+    rm -f "$log"
+  else
+    failed=$((failed + 1)); stage_failed+=("windows build")
+  fi
+fi
+
+echo
+[ ${#stage_failed[@]} -eq 0 ] || echo "failed stages: ${stage_failed[*]}"
+echo "total: $passed passed, $failed failed"
+[ "$failed" -eq 0 ] && [ ${#stage_failed[@]} -eq 0 ]
