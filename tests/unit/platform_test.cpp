@@ -1,0 +1,131 @@
+// The POSIX platform backends: text conversion, paths, folders, appends, the lock, loading.
+#include "platform/clock.h"
+#include "platform/dynamic_library.h"
+#include "platform/files.h"
+#include "platform/lock.h"
+#include "platform/paths.h"
+#include "platform/text.h"
+#include "support/temp_prefix.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+#include <vector>
+
+namespace fs = std::filesystem;
+using namespace vnr::platform;
+using vnr::test::TempPrefix;
+
+namespace {
+
+TEST(Text, Utf16ToGbk) {
+    // "张三" and "A" in UTF-16LE; GBK of 张 is D5 C5, of 三 is C8 FD.
+    const std::vector<std::uint8_t> name{0x20, 0x5F, 0x09, 0x4E, 0x41, 0x00};
+    std::string gbk;
+    ASSERT_TRUE(utf16le_to_gbk(name, gbk));
+    EXPECT_EQ(gbk, "\xD5\xC5\xC8\xFD" "A");
+    // A character GBK lacks (U+1F600 as a surrogate pair) becomes '?', an odd trailing byte is ignored.
+    const std::vector<std::uint8_t> emoji{0x3D, 0xD8, 0x00, 0xDE, 0x42, 0x00, 0x43};
+    ASSERT_TRUE(utf16le_to_gbk(emoji, gbk));
+    EXPECT_EQ(gbk.back(), 'B');
+    EXPECT_NE(gbk.find('?'), std::string::npos);
+}
+
+TEST(Text, Utf8AndGbkRoundTrip) {
+    std::string gbk, utf8;
+    ASSERT_TRUE(utf8_to_gbk("句柄无效", gbk));
+    EXPECT_EQ(gbk, "\xBE\xE4\xB1\xFA\xCE\xDE\xD0\xA7");
+    ASSERT_TRUE(gbk_to_utf8(gbk, utf8));
+    EXPECT_EQ(utf8, "句柄无效");
+    // A lead byte without a trail byte is not GBK: it is replaced, and the rest survives.
+    ASSERT_TRUE(gbk_to_utf8("\x81 ab\x81", utf8));
+    EXPECT_EQ(utf8, "\xEF\xBF\xBD ab\xEF\xBF\xBD");
+}
+
+TEST(Paths, DriveLettersAndPortsMapBelowThePrefix) {
+    const TempPrefix prefix;
+    const std::string root = prefix.root().string();
+    EXPECT_EQ(native_path("D:\\VNlog"), root + "/drive_d/VNlog");
+    EXPECT_EQ(native_path("c:\\photos\\zp.bmp"), root + "/drive_c/photos/zp.bmp");
+    EXPECT_EQ(native_path("E:"), root + "/drive_e");
+    EXPECT_EQ(native_path("/tmp/x.wlt"), "/tmp/x.wlt");
+    EXPECT_EQ(native_path("sub\\file"), "sub/file");
+    EXPECT_EQ(drive_root("D:\\Vnlog.txt"), root + "/drive_d");
+    EXPECT_EQ(drive_root("relative"), "");
+    EXPECT_EQ(serial_port_name(0), "/dev/ttyS0");
+    prefix.map_com(10, "/dev/null");
+    EXPECT_EQ(serial_port_name(9), (prefix.com(10)).string());
+}
+
+TEST(Files, FoldersListingsAndAppends) {
+    const TempPrefix prefix;
+    const std::string deep = (prefix.root() / "a" / "b" / "c").string();
+    EXPECT_TRUE(make_directory_path(deep));
+    EXPECT_TRUE(make_directory_path(deep));  // already there is fine
+    EXPECT_TRUE(is_directory(deep));
+    EXPECT_FALSE(make_directory((prefix.root() / "x" / "y").string()));  // parent missing
+    const std::string file = (prefix.root() / "a" / "f.txt").string();
+    EXPECT_TRUE(append_file(file, "one\n", 4, WriteMode::text));
+    EXPECT_TRUE(append_file(file, "two\r\n", 5, WriteMode::binary));
+    std::ifstream in(file, std::ios::binary);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "one\ntwo\r\n");
+    fs::create_directory_symlink(deep, prefix.root() / "a" / "link");
+    std::vector<DirectoryEntry> entries;
+    ASSERT_TRUE(list_directory((prefix.root() / "a").string(), entries));
+    ASSERT_EQ(entries.size(), 3u);
+    for (const auto& entry : entries) EXPECT_EQ(entry.is_directory, entry.name == "b") << entry.name;
+    EXPECT_FALSE(list_directory((prefix.root() / "none").string(), entries));
+    EXPECT_FALSE(remove_directory((prefix.root() / "a" / "b").string()));  // not empty
+    EXPECT_TRUE(remove_file(file));
+    EXPECT_FALSE(path_exists(file));
+    EXPECT_FALSE(append_file((prefix.root() / "none" / "f").string(), "x", 1, WriteMode::text));
+}
+
+TEST(Lock, IsReentrantAndExcludesOtherThreads) {
+    ReentrantLock lock;
+    lock.enter();
+    lock.enter();  // the same thread enters again
+    std::atomic<bool> entered{false};
+    std::thread other([&] {
+        lock.enter();
+        entered = true;
+        lock.leave();
+    });
+    sleep_us(20'000);
+    EXPECT_FALSE(entered.load());
+    lock.leave();
+    sleep_us(20'000);
+    EXPECT_FALSE(entered.load());  // still held once
+    lock.leave();
+    other.join();
+    EXPECT_TRUE(entered.load());
+}
+
+TEST(Clock, CountersMoveForward) {
+    const auto tick = tick_ms();
+    const auto count = performance_counter();
+    sleep_us(5'000);
+    EXPECT_GE(tick_ms() - tick, 4u);
+    EXPECT_GE((performance_counter() - count) * 1000 / performance_frequency(), 4u);
+    const LocalTime now = local_time();
+    EXPECT_GE(now.year, 2020);
+    EXPECT_LT(now.millisecond, 1000);
+}
+
+TEST(DynamicLibrary, LoadsFindsAndReleases) {
+    DynamicLibrary library = DynamicLibrary::open(VNR_LIBRARY_PATH);
+    ASSERT_TRUE(library);
+    EXPECT_NE(library.symbol("device_open"), nullptr);
+    EXPECT_EQ(library.symbol("no_such_symbol"), nullptr);
+    DynamicLibrary moved = std::move(library);
+    EXPECT_FALSE(library);
+    EXPECT_TRUE(moved);
+    EXPECT_FALSE(DynamicLibrary::open("/nonexistent/libnothing.so"));
+    EXPECT_FALSE(this_module_folder().empty());
+    EXPECT_EQ(this_module_folder().back(), '/');
+}
+
+}  // namespace
