@@ -1,0 +1,73 @@
+// tests/wine/cases.h: the small harness of the programs that run under Wine. A case is a named
+// function of checks and fails when any of its checks does; each case prints one line, its failed
+// checks below it, and the program ends with "N passed, N failed".
+#pragma once
+
+#include <fcntl.h>
+#include <io.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace vnr::wine_test {
+
+class Cases {
+public:
+    Cases() {
+        // Line feeds go out as they are, so that the lines read the same to a script on Linux.
+        _setmode(_fileno(stdout), _O_BINARY);
+    }
+
+    void group(const char* name) { std::printf("\n== %s\n", name); }
+
+    void run(const char* name, const std::function<void()>& body) {
+        failures_.clear();
+        body();
+        if (failures_.empty()) {
+            ++passed_;
+            std::printf("[ ok ] %s\n", name);
+        } else {
+            ++failed_;
+            std::printf("[FAIL] %s\n", name);
+            for (const std::string& failure : failures_) std::printf("         %s\n", failure.c_str());
+        }
+        std::fflush(stdout);
+    }
+
+    // Records a failure described by `format` unless `ok`; returns `ok`.
+    [[gnu::format(printf, 3, 4)]] bool check(bool ok, const char* format, ...) {
+        if (ok) return true;
+        char text[512];
+        va_list arguments;
+        va_start(arguments, format);
+        std::vsnprintf(text, sizeof text, format, arguments);
+        va_end(arguments);
+        failures_.emplace_back(text);
+        return false;
+    }
+
+    bool equal(long long actual, long long expected, const char* what) {
+        return check(actual == expected, "%s: got %lld, expected %lld", what, actual, expected);
+    }
+
+    bool equal(const std::string& actual, const std::string& expected, const char* what) {
+        return check(actual == expected, "%s: got '%s', expected '%s'", what, actual.c_str(), expected.c_str());
+    }
+
+    // Prints the summary line and gives the program's exit status.
+    int summary() const {
+        std::printf("\n%d passed, %d failed\n", passed_, failed_);
+        std::fflush(stdout);
+        return failed_ == 0 ? 0 : 1;
+    }
+
+private:
+    int passed_ = 0;
+    int failed_ = 0;
+    std::vector<std::string> failures_;
+};
+
+}  // namespace vnr::wine_test

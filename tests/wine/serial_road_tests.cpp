@@ -1,0 +1,356 @@
+// tests/wine/serial_road_tests.cpp: the Windows DLL on the serial road, run under Wine against the
+// reader simulator. Loads vnr_32.dll with LoadLibraryA and reaches it only through GetProcAddress, as
+// an application does; the function types come from the public header.
+//
+// The ports and the drive, as scripts/wine-tests.sh maps them:
+//   COM1   the simulated reader             COM2   the simulator's control channel, a command a line
+//   COM10  the simulated reader again, reached under the device-prefix name "\\.\COM10"
+//   COM4   a device that opens but is no serial port (/dev/null)
+//   COM32  not mapped at all
+//   D:     a temporary folder; the program creates the log root D:\VNlog before loading the DLL
+//
+//   serial_road_tests.exe --reader-version TEXT --module-version TEXT
+// Prints a line for each case and ends with "N passed, N failed"; exits 1 when a case failed.
+#include "cases.h"
+#include "vnr_32.h"
+
+#include <windows.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+namespace {
+
+using vnr::wine_test::Cases;
+
+// ---- The DLL, reached as an application reaches it. -------------------------------------------
+
+struct Library {
+    HMODULE module = nullptr;
+    decltype(&::device_open) device_open = nullptr;
+    decltype(&::device_open_name) device_open_name = nullptr;
+    decltype(&::device_close) device_close = nullptr;
+    decltype(&::device_gettype) device_gettype = nullptr;
+    decltype(&::device_version) device_version = nullptr;
+    decltype(&::ReSetupComm) ReSetupComm = nullptr;
+
+    template <typename Function>
+    bool resolve(Function& function, const char* name) {
+        function = reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(module, name)));
+        return function != nullptr;
+    }
+
+    bool load() {
+        module = ::LoadLibraryA("vnr_32.dll");
+        if (module == nullptr) return false;
+        return resolve(device_open, "device_open") & resolve(device_open_name, "device_open_name") &
+               resolve(device_close, "device_close") & resolve(device_gettype, "device_gettype") &
+               resolve(device_version, "device_version") & resolve(ReSetupComm, "ReSetupComm");
+    }
+};
+
+constexpr std::int32_t kBaud = 115200;
+constexpr std::size_t kVersionRoom = 100;
+
+struct Version {
+    std::int16_t status = 0;
+    std::string text;
+};
+
+Version version_of(const Library& vnr, std::int32_t icdev, std::uint8_t module) {
+    std::uint8_t length = 0;
+    std::uint8_t text[kVersionRoom] = {};
+    Version result;
+    result.status = vnr.device_version(icdev, module, &length, text);
+    if (result.status == 0) result.text.assign(reinterpret_cast<const char*>(text), length);
+    return result;
+}
+
+// ---- The simulator's control channel on COM2. --------------------------------------------------
+
+class Control {
+public:
+    Control() {
+        port_ = ::CreateFileA("COM2", GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+        if (port_ == INVALID_HANDLE_VALUE) return;
+        DCB state{};
+        state.DCBlength = sizeof state;
+        // Raw bytes both ways: the port must not echo, translate or wait for whole lines.
+        if (::GetCommState(port_, &state)) {
+            state.BaudRate = kBaud;
+            state.ByteSize = 8;
+            state.Parity = NOPARITY;
+            state.StopBits = ONESTOPBIT;
+            state.fBinary = TRUE;
+            state.fOutX = state.fInX = FALSE;
+            ::SetCommState(port_, &state);
+        }
+        COMMTIMEOUTS timeouts{50, 0, 200, 0, 1000};
+        ::SetCommTimeouts(port_, &timeouts);
+    }
+    ~Control() {
+        if (port_ != INVALID_HANDLE_VALUE) ::CloseHandle(port_);
+    }
+    Control(const Control&) = delete;
+    Control& operator=(const Control&) = delete;
+
+    bool is_open() const { return port_ != INVALID_HANDLE_VALUE; }
+
+    // Sends one command line and reads the simulator's one-line answer; true when it begins "ok".
+    bool send(const std::string& command, std::string* answer = nullptr) {
+        if (!is_open()) return false;
+        ::PurgeComm(port_, PURGE_RXABORT | PURGE_RXCLEAR);
+        const std::string line = command + "\n";
+        DWORD written = 0;
+        if (!::WriteFile(port_, line.data(), static_cast<DWORD>(line.size()), &written, nullptr) ||
+            written != line.size())
+            return false;
+        std::string reply;
+        const ULONGLONG deadline = ::GetTickCount64() + kAnswerWaitMs;
+        while (::GetTickCount64() < deadline) {
+            char c = 0;
+            DWORD got = 0;
+            if (!::ReadFile(port_, &c, 1, &got, nullptr)) return false;
+            if (got == 0) continue;
+            if (c == '\n') break;
+            if (c != '\r') reply += c;
+        }
+        if (answer != nullptr) *answer = reply;
+        return reply.rfind("ok", 0) == 0;
+    }
+
+private:
+    static constexpr ULONGLONG kAnswerWaitMs = 3000;
+    HANDLE port_ = INVALID_HANDLE_VALUE;
+};
+
+// ---- The log on drive D:. -----------------------------------------------------------------------
+
+constexpr const char* kLogRoot = "D:\\VNlog";
+
+std::string hour_file(const SYSTEMTIME& t) {
+    char path[MAX_PATH];
+    std::snprintf(path, sizeof path, "%s\\%04u%02u%02u\\log%02u.txt", kLogRoot, t.wYear, t.wMonth, t.wDay, t.wHour);
+    return path;
+}
+
+std::string read_file(const std::string& path) {
+    std::string content;
+    const HANDLE file = ::CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                      OPEN_EXISTING, 0, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return content;
+    char chunk[4096];
+    DWORD got = 0;
+    while (::ReadFile(file, chunk, sizeof chunk, &got, nullptr) && got > 0) content.append(chunk, got);
+    ::CloseHandle(file);
+    return content;
+}
+
+// The log written between `from` and `to`: the hour files of both ends (the same file unless an hour
+// turned in between).
+std::string log_between(const SYSTEMTIME& from, const SYSTEMTIME& to) {
+    std::string content = read_file(hour_file(from));
+    if (hour_file(to) != hour_file(from)) content += read_file(hour_file(to));
+    return content;
+}
+
+// ---- The cases. ----------------------------------------------------------------------------------
+
+struct Expected {
+    std::string reader_version;
+    std::string module_version;
+};
+
+bool parse(int argc, char** argv, Expected& expected) {
+    for (int i = 1; i + 1 < argc; i += 2) {
+        const std::string_view option = argv[i];
+        if (option == "--reader-version") {
+            expected.reader_version = argv[i + 1];
+        } else if (option == "--module-version") {
+            expected.module_version = argv[i + 1];
+        } else {
+            return false;
+        }
+    }
+    return argc % 2 == 1 && !expected.reader_version.empty() && !expected.module_version.empty();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Expected expected;
+    if (!parse(argc, argv, expected)) {
+        std::fprintf(stderr, "usage: serial_road_tests.exe --reader-version TEXT --module-version TEXT\n");
+        return 2;
+    }
+    Cases cases;
+    Library vnr;
+    Control control;
+
+    // The log is switched on by its root folder, which must stand before the DLL is attached.
+    const bool log_root_made = ::CreateDirectoryA(kLogRoot, nullptr) || ::GetLastError() == ERROR_ALREADY_EXISTS;
+    SYSTEMTIME before_load{}, after_load{};
+    ::GetLocalTime(&before_load);
+    const bool loaded = vnr.load();
+    ::GetLocalTime(&after_load);
+
+    cases.group("loading");
+    cases.run("vnr_32.dll loads and every session function resolves by its plain name", [&] {
+        cases.check(loaded, "LoadLibraryA or GetProcAddress failed (error %lu)", ::GetLastError());
+    });
+    if (!loaded) return cases.summary();
+    cases.run("device_gettype reports no open yet (0xFF)", [&] {
+        std::uint8_t kind = 0x5A;
+        cases.equal(vnr.device_gettype(&kind), 0, "device_gettype");
+        cases.equal(kind, 0xFF, "kind");
+    });
+
+    cases.group("a session on COM1");
+    std::int32_t icdev = vnr.device_open(0, kBaud);
+    cases.run("device_open(0, 115200) finds the simulated reader and reports a serial open", [&] {
+        cases.check(icdev >= 2, "device_open: got %ld, expected a handle of 2 or above", static_cast<long>(icdev));
+        std::uint8_t kind = 0x5A;
+        cases.equal(vnr.device_gettype(&kind), 0, "device_gettype");
+        cases.equal(kind, 0, "kind");
+    });
+    cases.run("device_version gives the texts of the reader (module 0) and its contactless module (1)", [&] {
+        const Version reader = version_of(vnr, icdev, 0);
+        const Version module = version_of(vnr, icdev, 1);
+        cases.equal(reader.status, 0, "device_version module 0");
+        cases.check(reader.text == expected.reader_version, "module 0: '%s', expected '%s'", reader.text.c_str(),
+                    expected.reader_version.c_str());
+        cases.equal(module.status, 0, "device_version module 1");
+        cases.check(module.text == expected.module_version, "module 1: '%s', expected '%s'", module.text.c_str(),
+                    expected.module_version.c_str());
+    });
+    cases.run("device_version refuses module 2 (length 0, text untouched) and handles below 1", [&] {
+        std::uint8_t length = 0xEE;
+        std::uint8_t text[kVersionRoom];
+        std::memset(text, 0x5A, sizeof text);
+        cases.equal(vnr.device_version(icdev, 2, &length, text), VNR_E_BAD_ARGUMENT, "module 2");
+        cases.equal(length, 0, "length after module 2");
+        cases.check(text[0] == 0x5A && text[kVersionRoom - 1] == 0x5A, "text was written on a refusal");
+        cases.equal(vnr.device_version(0, 1, &length, text), VNR_E_BAD_HANDLE, "icdev 0");
+        cases.equal(vnr.device_version(-1, 1, &length, text), VNR_E_BAD_HANDLE, "icdev -1");
+    });
+    cases.run("ReSetupComm takes the open port, the reader still answers, an unknown handle gives 1", [&] {
+        cases.equal(vnr.ReSetupComm(icdev), 0, "ReSetupComm on the open handle");
+        cases.equal(version_of(vnr, icdev, 1).status, 0, "device_version after ReSetupComm");
+        cases.equal(vnr.ReSetupComm(icdev + 0x4000), 1, "ReSetupComm on a handle never opened");
+    });
+    cases.run("device_close gives 0 for the handle, then -1 for it again and for -1", [&] {
+        cases.equal(vnr.device_close(icdev), 0, "device_close of the open handle");
+        cases.equal(vnr.device_close(icdev), VNR_E_GENERAL, "device_close of the closed handle");
+        cases.equal(vnr.device_close(-1), VNR_E_GENERAL, "device_close(-1)");
+        cases.check(version_of(vnr, icdev, 1).status != 0, "a command on the closed handle succeeded");
+    });
+
+    cases.group("choosing the port");
+    cases.run("device_open_name(\"com1\", 0, 115200) opens the serial road whatever the case", [&] {
+        const std::int32_t handle = vnr.device_open_name("com1", 0, kBaud);
+        cases.check(handle >= 2, "device_open_name: got %ld", static_cast<long>(handle));
+        cases.equal(version_of(vnr, handle, 0).status, 0, "device_version on it");
+        cases.equal(vnr.device_close(handle), 0, "device_close");
+    });
+    cases.run("device_open_name with a name that is neither USB nor COM gives -37", [&] {
+        cases.equal(vnr.device_open_name("LPT", 0, 9600), VNR_E_BAD_ARGUMENT, "\"LPT\"");
+        cases.equal(vnr.device_open_name("", 0, 9600), VNR_E_BAD_ARGUMENT, "\"\"");
+    });
+    cases.run("a port index above 31 gives -19; 256 keeps its low byte and opens COM1", [&] {
+        cases.equal(vnr.device_open(40, 9600), VNR_E_PORT_INDEX, "device_open(40)");
+        cases.equal(vnr.device_open(32, 9600), VNR_E_PORT_INDEX, "device_open(32)");
+        const std::int32_t handle = vnr.device_open(256, kBaud);
+        cases.check(handle >= 2, "device_open(256): got %ld", static_cast<long>(handle));
+        if (handle >= 2) cases.equal(vnr.device_close(handle), 0, "device_close");
+    });
+    cases.run("index 9 opens \"\\\\.\\COM10\", the name with the device prefix", [&] {
+        const std::int32_t handle = vnr.device_open(9, kBaud);
+        cases.check(handle >= 2, "device_open(9): got %ld", static_cast<long>(handle));
+        if (handle >= 2) cases.equal(vnr.device_close(handle), 0, "device_close");
+    });
+    cases.run("a port with nothing mapped gives -21, a device that is no serial port -22", [&] {
+        cases.equal(vnr.device_open(31, 9600), VNR_E_PORT_OPEN, "device_open(31) on the unmapped \\\\.\\COM32");
+        cases.equal(vnr.device_open(3, 9600), VNR_E_PORT_STATE, "device_open(3) on COM4, not a serial port");
+        cases.equal(vnr.device_open(3, 9600), VNR_E_PORT_STATE, "device_open(3) again");
+    });
+    cases.run("a port whose reader keeps silent opens to 0, and the port is free again after it", [&] {
+        if (!cases.check(control.send("fault silence"), "the control channel refused \"fault silence\"")) return;
+        const ULONGLONG start = ::GetTickCount64();
+        cases.equal(vnr.device_open(0, kBaud), 0, "device_open(0) with a silent reader");
+        const ULONGLONG spent = ::GetTickCount64() - start;
+        // The version query of the open waits 100 ms for a reply, not the standing 2000 ms.
+        cases.check(spent < 1500, "the silent open took %llu ms", static_cast<unsigned long long>(spent));
+        cases.check(control.send("clear"), "the control channel refused \"clear\"");
+        const std::int32_t handle = vnr.device_open(0, kBaud);
+        cases.check(handle >= 2, "device_open(0) once the reader answers: got %ld", static_cast<long>(handle));
+        if (handle >= 2) cases.equal(vnr.device_close(handle), 0, "device_close");
+    });
+
+    cases.group("faults on the wire");
+    icdev = vnr.device_open(0, kBaud);
+    const bool session = icdev >= 2 && control.is_open();
+    // Injects `fault` for the next reply and checks the status of one version query under it, and
+    // that the query after it succeeds again.
+    auto fault_case = [&](const char* name, const std::string& fault, std::int16_t status) {
+        cases.run(name, [&] {
+            if (!cases.check(session, "no session (icdev %ld) or no control channel", static_cast<long>(icdev))) return;
+            std::string answer;
+            if (!cases.check(control.send(fault, &answer), "\"%s\" was answered '%s'", fault.c_str(), answer.c_str()))
+                return;
+            const Version faulty = version_of(vnr, icdev, 1);
+            cases.equal(faulty.status, status, ("device_version under \"" + fault + "\"").c_str());
+            if (status == 0)
+                cases.check(faulty.text == expected.module_version, "text under the fault: '%s'", faulty.text.c_str());
+            control.send("clear");
+            cases.equal(version_of(vnr, icdev, 1).status, 0, "device_version after the fault");
+        });
+    };
+    fault_case("a wrong check byte gives -36", "fault check once", VNR_E_CHECK_BYTE);
+    fault_case("a wrong end byte gives -35", "fault end once", VNR_E_END_BYTE);
+    fault_case("nine bytes of noise before the reply are passed over", "fault noise 9 once", 0);
+    fault_case("ten bytes of noise give -34", "fault noise 10 once", VNR_E_NO_START);
+    fault_case("silence gives -17", "fault silence once", VNR_E_NO_REPLY);
+    fault_case("a reply cut mid-frame gives -17", "fault cut once", VNR_E_NO_REPLY);
+    if (icdev >= 2) vnr.device_close(icdev);
+
+    cases.group("the log on D:");
+    SYSTEMTIME now{};
+    ::GetLocalTime(&now);
+    const std::string log = log_between(before_load, now);
+    cases.run("the load lines are in the hour file of the load", [&] {
+        if (!cases.check(log_root_made, "D:\\VNlog could not be made (error %lu)", ::GetLastError())) return;
+        const std::string loaded_line = read_file(hour_file(before_load)) +
+                                        (hour_file(after_load) != hour_file(before_load) ? read_file(hour_file(after_load)) : "");
+        const std::size_t load = loaded_line.find("-----------Dll Loaded-------------");
+        cases.check(load != std::string::npos, "no load line in %s", hour_file(after_load).c_str());
+        cases.check(loaded_line.find("---InitializeCriticalSection Succed", load) != std::string::npos,
+                    "no lock line after the load line");
+    });
+    cases.run("every line ends in CR LF, none in a lone LF or CR CR LF", [&] {
+        if (!cases.check(!log.empty(), "the log is empty")) return;
+        cases.check(log.size() >= 2 && log.compare(log.size() - 2, 2, "\r\n") == 0, "the log does not end in CR LF");
+        std::size_t lines = 0;
+        for (std::size_t at = log.find('\n'); at != std::string::npos; at = log.find('\n', at + 1)) {
+            ++lines;
+            if (!cases.check(at > 0 && log[at - 1] == '\r', "a line feed without CR after byte %lu", static_cast<unsigned long>(at))) break;
+            if (!cases.check(at < 2 || log[at - 2] != '\r', "CR CR LF after byte %lu", static_cast<unsigned long>(at))) break;
+        }
+        cases.check(lines >= 10, "only %lu lines", static_cast<unsigned long>(lines));
+    });
+    cases.run("the library's messages are written in GBK", [&] {
+        // "==>device_version(), module参数不合法 " in code page 936.
+        const std::string refusal = "==>device_version(), module\xB2\xCE\xCA\xFD\xB2\xBB\xBA\xCF\xB7\xA8 ";
+        cases.check(log.find(refusal) != std::string::npos, "the module refusal is not in the log in GBK");
+    });
+    cases.run("freeing the library writes the unload line", [&] {
+        SYSTEMTIME before_free{}, after_free{};
+        ::GetLocalTime(&before_free);
+        cases.check(::FreeLibrary(vnr.module) != FALSE, "FreeLibrary failed");
+        ::GetLocalTime(&after_free);
+        cases.check(log_between(before_free, after_free).find("--Dll Releaseed---") != std::string::npos,
+                    "no unload line");
+    });
+    return cases.summary();
+}
