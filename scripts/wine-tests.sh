@@ -37,9 +37,13 @@ for need in "$sim" "$dll" "$tests" "$platform_tests" "$deck" "$wine"; do
 done
 command -v wineserver >/dev/null || { echo "wine-tests: wineserver not found" >&2; exit 2; }
 
-# The version texts that the simulated reader gives, as the deck states them.
-reader_version=$(jq -er '.reader.version' "$deck")
-module_version=$(jq -er '.reader.contactless_version' "$deck")
+# The version texts that the simulated reader answers: UTF-8 in the deck, GBK on the wire. They reach
+# the test program as hex, untouched by any code page.
+gbk_hex() { jq -er ".$1" "$deck" | tr -d '\n' | iconv -f UTF-8 -t GBK | od -An -v -tx1 | tr -d ' \n'; }
+reader_version=$(gbk_hex reader_version) && module_version=$(gbk_hex contactless_version) || {
+  echo "wine-tests: $deck must state reader_version and contactless_version in text that GBK holds" >&2
+  exit 2
+}
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/vnr-wine.XXXXXX")
 sim_pid=
@@ -124,7 +128,7 @@ run_program() {
   failed=$((failed + ${f%% failed*}))
 }
 run_program platform_tests.exe
-run_program serial_road_tests.exe --reader-version "$reader_version" --module-version "$module_version"
+run_program serial_road_tests.exe --reader-version-gbk "$reader_version" --module-version-gbk "$module_version"
 
 if [ "$failed" -ne 0 ]; then
   echo "wine-tests: the simulator's last output:"

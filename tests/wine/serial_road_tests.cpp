@@ -9,7 +9,8 @@
 //   COM32  not mapped at all
 //   D:     a temporary folder; the program creates the log root D:\VNlog before loading the DLL
 //
-//   serial_road_tests.exe --reader-version TEXT --module-version TEXT
+//   serial_road_tests.exe --reader-version-gbk HEX --module-version-gbk HEX
+// The two texts are the version answers of the deck, as hex of their GBK bytes.
 // Prints a line for each case and ends with "N passed, N failed"; exits 1 when a case failed.
 #include "cases.h"
 #include "vnr_32.h"
@@ -163,18 +164,36 @@ struct Expected {
     std::string module_version;
 };
 
+// Hex digits to the bytes they stand for; false on an odd count or a character that is no hex digit.
+bool from_hex(std::string_view hex, std::string& bytes) {
+    auto value = [](char c) -> int {
+        if (c >= '0' && c <= '9') return c - '0';
+        if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+        if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+        return -1;
+    };
+    bytes.clear();
+    if (hex.size() % 2 != 0) return false;
+    for (std::size_t i = 0; i < hex.size(); i += 2) {
+        const int high = value(hex[i]), low = value(hex[i + 1]);
+        if (high < 0 || low < 0) return false;
+        bytes += static_cast<char>(high * 16 + low);
+    }
+    return true;
+}
+
+// The version texts come as hex of their GBK bytes, so that no code page stands between the script
+// and the comparison.
 bool parse(int argc, char** argv, Expected& expected) {
+    if (argc != 5) return false;
     for (int i = 1; i + 1 < argc; i += 2) {
         const std::string_view option = argv[i];
-        if (option == "--reader-version") {
-            expected.reader_version = argv[i + 1];
-        } else if (option == "--module-version") {
-            expected.module_version = argv[i + 1];
-        } else {
-            return false;
-        }
+        std::string* target = option == "--reader-version-gbk"   ? &expected.reader_version
+                              : option == "--module-version-gbk" ? &expected.module_version
+                                                                 : nullptr;
+        if (target == nullptr || !from_hex(argv[i + 1], *target)) return false;
     }
-    return argc % 2 == 1 && !expected.reader_version.empty() && !expected.module_version.empty();
+    return !expected.reader_version.empty() && !expected.module_version.empty();
 }
 
 }  // namespace
@@ -182,7 +201,7 @@ bool parse(int argc, char** argv, Expected& expected) {
 int main(int argc, char** argv) {
     Expected expected;
     if (!parse(argc, argv, expected)) {
-        std::fprintf(stderr, "usage: serial_road_tests.exe --reader-version TEXT --module-version TEXT\n");
+        std::fprintf(stderr, "usage: serial_road_tests.exe --reader-version-gbk HEX --module-version-gbk HEX\n");
         return 2;
     }
     Cases cases;
@@ -276,7 +295,7 @@ int main(int argc, char** argv) {
         cases.equal(vnr.device_open(3, 9600), VNR_E_PORT_STATE, "device_open(3) again");
     });
     cases.run("a port whose reader keeps silent opens to 0, and the port is free again after it", [&] {
-        if (!cases.check(control.send("fault silence"), "the control channel refused \"fault silence\"")) return;
+        if (!cases.check(control.send("fault silence always"), "the control channel refused \"fault silence always\"")) return;
         const ULONGLONG start = ::GetTickCount64();
         cases.equal(vnr.device_open(0, kBaud), 0, "device_open(0) with a silent reader");
         const ULONGLONG spent = ::GetTickCount64() - start;
