@@ -1,0 +1,138 @@
+// bench/exchange_bench.cpp: the serial exchange measured against the physical limit.
+//
+// SplitReplyAt115200: command 32 50 answered with 1289 data bytes in the split form (a 2590-byte frame)
+// by the simulated reader at an emulated 115200 baud. Reported: the wall time of the exchange as a ratio
+// to the frame's wire time (2590 * 10 bits / 115200 = 224.83 ms), and the read system calls the
+// calling thread made per frame.
+// WaitForSilentReader: a reply that never comes, waited for 2 s. Reported: the CPU time the calling
+// thread spent, as a share of the wait.
+#include "core/exchange.h"
+#include "core/library_lock.h"
+#include "core/state.h"
+#include "support/temp_prefix.h"
+#include "vnr_32.h"
+#include "vnrsim/pty_server.h"
+#include "vnrsim/reader.h"
+
+#include <benchmark/benchmark.h>
+#include <time.h>
+
+#include <array>
+#include <chrono>
+#include <fstream>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr std::uint32_t kBaud = 115200;
+constexpr std::size_t kReplyData = 1289;
+constexpr std::size_t kReplyRoom = 2000;
+
+// Read-type system calls made by the calling thread so far (the simulator's own thread not counted).
+std::uint64_t thread_read_calls() {
+    std::ifstream io("/proc/thread-self/io");
+    std::string key;
+    std::uint64_t value = 0;
+    while (io >> key >> value)
+        if (key == "syscr:") return value;
+    return 0;
+}
+
+double thread_cpu_seconds() {
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+// A simulated reader at `baud` on a pty mapped as COM1, and a session opened on it.
+struct Bench {
+    explicit Bench(std::uint32_t baud) {
+        vnrsim::Deck deck;
+        deck.baud = baud;
+        deck.replies.push_back({{0x32, 0x50}, 0, std::vector<std::uint8_t>(kReplyData, 0x5A), std::nullopt, std::nullopt});
+        reader.emplace(deck);
+        server.emplace(*reader, vnrsim::PtyServer::Options{{prefix.com(1)}, {}});
+        icdev = device_open(0, static_cast<std::int32_t>(kBaud));
+    }
+    ~Bench() {
+        if (icdev > 1) device_close(icdev);
+    }
+    std::int16_t exchange(std::uint32_t& length, std::array<std::uint8_t, kReplyRoom>& reply) {
+        const std::array<std::uint8_t, 2> command{0x32, 0x50};
+        const vnr::core::LibraryGuard guard;
+        return vnr::core::send_cmd_vn3x(icdev, 2, command.data(), &length, reply);
+    }
+
+    vnr::test::TempPrefix prefix;
+    std::optional<vnrsim::Reader> reader;
+    std::optional<vnrsim::PtyServer> server;
+    std::int32_t icdev = 0;
+};
+
+void SplitReplyAt115200(benchmark::State& state) {
+    Bench bench(kBaud);
+    if (bench.icdev <= 1) {
+        state.SkipWithError("the simulated reader did not open");
+        return;
+    }
+    const double wire_seconds = static_cast<double>(2 * (kReplyData + 2) + 8) * 10.0 / kBaud;
+    std::array<std::uint8_t, kReplyRoom> reply{};
+    std::uint64_t reads = 0;
+    double wall = 0;
+    for (auto _ : state) {
+        std::uint32_t length = 0;
+        const std::uint64_t reads_before = thread_read_calls();
+        const auto start = std::chrono::steady_clock::now();
+        const std::int16_t status = bench.exchange(length, reply);
+        const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        reads += thread_read_calls() - reads_before;
+        if (status != VNR_OK || length != kReplyData) {
+            state.SkipWithError("the exchange failed");
+            return;
+        }
+        wall += seconds;
+        state.SetIterationTime(seconds);
+    }
+    const double frames = static_cast<double>(state.iterations());
+    state.counters["wire_ms"] = wire_seconds * 1e3;
+    state.counters["wall_ms"] = wall / frames * 1e3;
+    state.counters["wall_to_wire"] = wall / frames / wire_seconds;
+    state.counters["reads_per_frame"] = static_cast<double>(reads) / frames;
+    state.counters["wire_bytes"] = static_cast<double>(2 * (kReplyData + 2) + 8);
+}
+BENCHMARK(SplitReplyAt115200)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(20);
+
+void WaitForSilentReader(benchmark::State& state) {
+    Bench bench(0);
+    if (bench.icdev <= 1) {
+        state.SkipWithError("the simulated reader did not open");
+        return;
+    }
+    bench.reader->inject(vnrsim::Fault::silence, vnrsim::Times::always);
+    std::array<std::uint8_t, kReplyRoom> reply{};
+    double cpu = 0, wall = 0;
+    for (auto _ : state) {
+        std::uint32_t length = 0;
+        vnr::core::set_comm_timeout(2000, 0);
+        const double cpu_before = thread_cpu_seconds();
+        const auto start = std::chrono::steady_clock::now();
+        const std::int16_t status = bench.exchange(length, reply);
+        wall += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        cpu += thread_cpu_seconds() - cpu_before;
+        if (status != VNR_E_NO_REPLY) {
+            state.SkipWithError("the silent reader answered");
+            return;
+        }
+    }
+    const double waits = static_cast<double>(state.iterations());
+    state.counters["wait_ms"] = wall / waits * 1e3;
+    state.counters["cpu_ms"] = cpu / waits * 1e3;
+    state.counters["cpu_share"] = cpu / wall;
+}
+BENCHMARK(WaitForSilentReader)->Unit(benchmark::kMillisecond)->Iterations(2);
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,191 @@
+// The command exchange against the simulated reader on a pty: bytes on the wire, reply statuses,
+// every failure status through the simulator's faults, bounds on what a reply may declare.
+#include "core/exchange.h"
+#include "core/library_lock.h"
+#include "core/state.h"
+#include "platform/clock.h"
+#include "support/sim_session.h"
+
+#include <array>
+#include <vector>
+
+using vnr::test::SimSession;
+using Bytes = std::vector<std::uint8_t>;
+
+namespace {
+
+class Exchange : public SimSession {
+protected:
+    // One exchange through send_cmd_vn3x, with the library lock held as an exported function holds it.
+    std::int16_t exchange(const Bytes& command, std::size_t reply_room = 300) {
+        reply.assign(reply_room + 16, 0xEE);  // 16 guard bytes behind the room
+        const vnr::core::LibraryGuard guard;
+        return vnr::core::send_cmd_vn3x(icdev, static_cast<std::int32_t>(command.size()), command.data(),
+                                        &reply_length, std::span(reply).first(reply_room));
+    }
+    void canned(const Bytes& command, std::uint16_t status, Bytes data = {}) {
+        reader.add_reply(vnrsim::CannedReply{command, status, std::move(data), std::nullopt, std::nullopt});
+    }
+    void canned_raw(const Bytes& command, Bytes raw) {
+        reader.add_reply(vnrsim::CannedReply{command, 0, {}, std::move(raw), std::nullopt});
+    }
+    bool guard_intact(std::size_t room) const {
+        for (std::size_t i = room; i < reply.size(); ++i)
+            if (reply[i] != 0xEE) return false;
+        return true;
+    }
+    void TearDown() override {
+        vnr::core::set_comm_timeout(vnr::core::kStandingTimeoutMs, vnr::core::kStandingDelayMs);
+        vnr::core::set_trans_mode(vnr::core::kSplitForm);
+        SimSession::TearDown();
+    }
+
+    Bytes reply;
+    std::uint32_t reply_length = 99;
+};
+
+TEST_F(Exchange, CommandGoesOutInTheSplitFormAndPlainWhenAsked) {
+    ASSERT_EQ(exchange({0x31, 0x11, 0x01}), VNR_OK);
+    EXPECT_EQ(reader.raw_received(),
+              (Bytes{0x02, 0x30, 0x30, 0x30, 0x33, 0x33, 0x31, 0x31, 0x31, 0x30, 0x31, 0x32, 0x31, 0x03}));
+    reader.clear_history();
+    vnr::core::set_trans_mode(0);
+    ASSERT_EQ(exchange({0x31, 0x11, 0x01}), VNR_OK);
+    EXPECT_EQ(reader.raw_received(), (Bytes{0x02, 0x00, 0x03, 0x31, 0x11, 0x01, 0x21, 0x03}));
+}
+
+TEST_F(Exchange, RepliesOfEitherFormAreTakenWhateverTheSendingForm) {
+    for (const auto form : {vnrsim::Form::split, vnrsim::Form::plain}) {
+        reader.set_form(form);
+        for (const std::uint8_t mode : {std::uint8_t{1}, std::uint8_t{0}}) {
+            vnr::core::set_trans_mode(mode);
+            ASSERT_EQ(exchange({0x31, 0x11, 0x00}), VNR_OK);
+            EXPECT_EQ(std::string(reply.begin(), reply.begin() + reply_length), "VNR-32 R1.08");
+        }
+    }
+}
+
+TEST_F(Exchange, ReaderStatusesBecomeNegativeSixteenBitNumbers) {
+    struct Case {
+        std::uint16_t status;
+        std::int16_t expected;
+    };
+    for (const Case c : {Case{0x1001, -4097}, Case{0x1003, -4099}, Case{0x9000, 28672}, Case{0x8000, -32768},
+                         Case{0x0012, VNR_E_BAD_HANDLE}, Case{0x0002, -2}, Case{0xFFFF, 1}}) {
+        canned({0x40, 0x00}, c.status, {0x11, 0x22, 0x33});
+        EXPECT_EQ(exchange({0x40, 0x00}), c.expected) << std::hex << c.status;
+        // No data is handed over with a reader status.
+        EXPECT_EQ(reply_length, 0u);
+        EXPECT_EQ(reply[0], 0);
+        reader.clear_replies();
+    }
+}
+
+TEST_F(Exchange, SuccessWithoutDataAndWithDataUpToTheRoom) {
+    canned({0x50, 0x00}, 0x0000);
+    EXPECT_EQ(exchange({0x50, 0x00}), VNR_OK);
+    EXPECT_EQ(reply_length, 0u);
+    reader.clear_replies();
+    canned({0x50, 0x01}, 0x0000, Bytes(300, 0x5A));
+    EXPECT_EQ(exchange({0x50, 0x01}, 300), VNR_OK);
+    EXPECT_EQ(reply_length, 300u);
+    EXPECT_EQ(reply[299], 0x5A);
+    EXPECT_TRUE(guard_intact(300));
+}
+
+TEST_F(Exchange, ReplyLargerThanTheRoomIsRefusedWithoutWritingPastIt) {
+    canned({0x50, 0x02}, 0x0000, Bytes(301, 0x5A));
+    EXPECT_EQ(exchange({0x50, 0x02}, 300), VNR_E_END_BYTE);
+    EXPECT_EQ(reply_length, 0u);
+    EXPECT_TRUE(guard_intact(300));
+    EXPECT_EQ(reply[1], 0xEE);  // only the first byte was zeroed on entry
+}
+
+TEST_F(Exchange, MalformedRepliesFromAHostileReader) {
+    // LEN below 2: no room for the status pair.
+    canned_raw({0x60, 0x00}, {0x02, 0x00, 0x00, 0x00, 0x03});
+    EXPECT_EQ(exchange({0x60, 0x00}), VNR_E_END_BYTE);
+    // A declared length larger than any frame: refused at once, without waiting for its bytes.
+    canned_raw({0x60, 0x01}, {0x02, 0x3F, 0x3F, 0x3F, 0x3F, 0x30});
+    vnr::core::set_comm_timeout(2000, 0);
+    const auto start = vnr::platform::tick_ms();
+    EXPECT_EQ(exchange({0x60, 0x01}), VNR_E_END_BYTE);
+    EXPECT_LT(vnr::platform::tick_ms() - start, 1000u);
+    // A wrong check byte with a success status still fails, and hands nothing over.
+    canned_raw({0x60, 0x02}, {0x02, 0x00, 0x03, 0x00, 0x00, 0x41, 0x42, 0x03});
+    EXPECT_EQ(exchange({0x60, 0x02}), VNR_E_CHECK_BYTE);
+    EXPECT_EQ(reply_length, 0u);
+    EXPECT_EQ(reply[0], 0);
+}
+
+TEST_F(Exchange, EveryFaultGivesItsStatusAndTheNextExchangeRecovers) {
+    vnr::core::set_comm_timeout(300, 0);
+    struct Case {
+        vnrsim::Fault fault;
+        std::optional<std::size_t> bytes;
+        std::int16_t expected;
+    };
+    for (const Case c : {Case{vnrsim::Fault::wrong_check_byte, {}, VNR_E_CHECK_BYTE},
+                         Case{vnrsim::Fault::wrong_end_byte, {}, VNR_E_END_BYTE},
+                         Case{vnrsim::Fault::noise, 9, VNR_OK},
+                         Case{vnrsim::Fault::noise, 10, VNR_E_NO_START},
+                         Case{vnrsim::Fault::silence, {}, VNR_E_NO_REPLY},
+                         Case{vnrsim::Fault::cut, 3, VNR_E_NO_REPLY},
+                         Case{vnrsim::Fault::cut, 9, VNR_E_NO_REPLY}}) {
+        reader.inject(c.fault, vnrsim::Times::once, c.bytes);
+        EXPECT_EQ(exchange({0x31, 0x11, 0x01}), c.expected) << static_cast<int>(c.fault) << " " << c.bytes.value_or(0);
+        if (c.expected != VNR_OK) EXPECT_EQ(reply_length, 0u);
+        // Whatever the fault left on the line is purged before the next command.
+        ASSERT_EQ(exchange({0x31, 0x11, 0x01}), VNR_OK);
+        EXPECT_EQ(std::string(reply.begin(), reply.begin() + reply_length), "VNR-32 RF 2.05");
+    }
+}
+
+TEST_F(Exchange, TheTimeOutRunsPerByteNotPerFrame) {
+    // 2 x 900 + 8 bytes at 9600 baud take about 1.9 s, far longer than the 150 ms time-out, but no
+    // byte is more than 150 ms behind the one before it.
+    canned({0x32, 0x50}, 0x0000, Bytes(900, 0x41));
+    reader.set_baud(9600);
+    vnr::core::set_comm_timeout(150, 0);
+    const auto start = vnr::platform::tick_ms();
+    EXPECT_EQ(exchange({0x32, 0x50}, 1000), VNR_OK);
+    EXPECT_EQ(reply_length, 900u);
+    EXPECT_GE(vnr::platform::tick_ms() - start, 1800u);
+}
+
+TEST_F(Exchange, SilenceWaitsTheTimeOutThenGivesUp) {
+    reader.inject(vnrsim::Fault::silence, vnrsim::Times::once);
+    vnr::core::set_comm_timeout(400, 0);
+    const auto start = vnr::platform::tick_ms();
+    EXPECT_EQ(exchange({0x31, 0x11, 0x00}), VNR_E_NO_REPLY);
+    const auto waited = vnr::platform::tick_ms() - start;
+    EXPECT_GE(waited, 400u);
+    EXPECT_LT(waited, 1500u);
+}
+
+TEST_F(Exchange, AHungUpLineFailsTheWriteUntilTheReaderIsOpenedAgain) {
+    reader.inject(vnrsim::Fault::hangup, vnrsim::Times::always);
+    for (int i = 0; i < 100 && !server->slave_path().empty(); ++i) vnr::platform::sleep_us(10'000);
+    const std::int16_t status = exchange({0x31, 0x11, 0x00});
+    EXPECT_TRUE(status == VNR_E_PORT_WRITE || status == VNR_E_PORT_READ) << status;
+    reader.clear_faults();
+    for (int i = 0; i < 100 && server->slave_path().empty(); ++i) vnr::platform::sleep_us(10'000);
+    EXPECT_EQ(device_close(icdev), VNR_OK);
+    icdev = device_open(0, 115200);
+    ASSERT_GT(icdev, 1);
+    EXPECT_EQ(exchange({0x31, 0x11, 0x00}), VNR_OK);
+}
+
+TEST_F(Exchange, HandleBelowOneNeverReachesTheWire) {
+    std::uint32_t length = 7;
+    std::array<std::uint8_t, 4> buffer{9, 9, 9, 9};
+    const Bytes command{0x31, 0x11, 0x00};
+    EXPECT_EQ(vnr::core::send_cmd_vn3x(0, 3, command.data(), &length, buffer), VNR_E_HANDLE_EXCHANGE);
+    EXPECT_EQ(vnr::core::send_cmd_vn3x(-5, 3, command.data(), &length, buffer), VNR_E_HANDLE_EXCHANGE);
+    EXPECT_EQ(length, 7u);  // nothing touched
+    EXPECT_EQ(buffer[0], 9);
+    vnr::platform::sleep_us(20'000);
+    EXPECT_TRUE(reader.raw_received().empty());
+}
+
+}  // namespace

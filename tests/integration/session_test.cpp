@@ -1,0 +1,184 @@
+// The session against the simulated reader: opening, the version query, closing, the serial port held
+// exclusively, the log of a session, and several threads sharing one reader.
+#include "core/state.h"
+#include "platform/clock.h"
+#include "platform/text.h"
+#include "support/sim_session.h"
+
+#include <filesystem>
+#include <fstream>
+#include <thread>
+#include <vector>
+
+namespace fs = std::filesystem;
+using vnr::test::SimSession;
+using vnr::test::TempPrefix;
+using Bytes = std::vector<std::uint8_t>;
+
+namespace {
+
+std::string version_of(int32_t icdev, uint8_t module, int16_t* status = nullptr) {
+    uint8_t length = 0;
+    uint8_t text[100] = {};
+    const int16_t result = device_version(icdev, module, &length, text);
+    if (status != nullptr) *status = result;
+    return std::string(reinterpret_cast<const char*>(text), length);
+}
+
+std::string log_text(const TempPrefix& prefix) {
+    std::string all;
+    for (const auto& entry : fs::recursive_directory_iterator(prefix.log_root()))
+        if (entry.is_regular_file()) {
+            std::ifstream in(entry.path(), std::ios::binary);
+            all.append(std::istreambuf_iterator<char>(in), {});
+        }
+    return all;
+}
+
+using Session = SimSession;
+
+TEST_F(Session, OpenAnswersTheVersionsAndTellsTheSerialLink) {
+    uint8_t kind = 0xEE;
+    EXPECT_EQ(device_gettype(&kind), VNR_OK);
+    EXPECT_EQ(kind, 0);
+    EXPECT_EQ(version_of(icdev, 0), "VNR-32 R1.08");
+    EXPECT_EQ(version_of(icdev, 1), "VNR-32 RF 2.05");
+    EXPECT_EQ(reader.commands_received(), (std::vector<Bytes>{{0x31, 0x11, 0x00}, {0x31, 0x11, 0x01}}));
+    // The standing wait is back after the open.
+    EXPECT_EQ(vnr::core::link_state().read_timeout_ms.load(), vnr::core::kStandingTimeoutMs);
+}
+
+TEST_F(Session, VersionRefusalsSendNothing) {
+    int16_t status = 0;
+    uint8_t length = 0xEE;
+    uint8_t text[100] = {};
+    EXPECT_EQ(device_version(icdev, 2, &length, text), VNR_E_BAD_ARGUMENT);
+    EXPECT_EQ(length, 0);
+    version_of(0, 0, &status);
+    EXPECT_EQ(status, VNR_E_BAD_HANDLE);
+    vnr::platform::sleep_us(20'000);
+    EXPECT_TRUE(reader.raw_received().empty());
+}
+
+TEST_F(Session, VersionTextIsHandedOverAsTheReaderSentItInGbk) {
+    std::string gbk;
+    ASSERT_TRUE(vnr::platform::utf8_to_gbk("读写器 V2", gbk));
+    reader.set_version(0, gbk);
+    EXPECT_EQ(version_of(icdev, 0), gbk);
+    // A failed query leaves the caller's text alone.
+    reader.add_reply(vnrsim::CannedReply{{0x31, 0x11, 0x00}, 0x1001, {}, std::nullopt, std::nullopt});
+    uint8_t length = 0xEE;
+    uint8_t text[100] = {'x'};
+    EXPECT_EQ(device_version(icdev, 0, &length, text), -4097);
+    EXPECT_EQ(length, 0);
+    EXPECT_EQ(text[0], 'x');
+}
+
+TEST_F(Session, APortIsHeldExclusivelyWhileOpen) {
+    EXPECT_EQ(device_open(0, 115200), VNR_E_PORT_DENIED);
+    EXPECT_EQ(device_open_name("COM1", 0, 9600), VNR_E_PORT_DENIED);
+    ASSERT_EQ(device_close(icdev), VNR_OK);
+    // A closed handle reaches no device any more, and cannot be closed twice.
+    EXPECT_EQ(version_of(icdev, 0).size(), 0u);
+    int16_t status = 0;
+    version_of(icdev, 0, &status);
+    EXPECT_EQ(status, VNR_E_PORT_WRITE);
+    EXPECT_EQ(device_close(icdev), VNR_E_GENERAL);
+    icdev = device_open_name("com", 0, 57600);
+    EXPECT_GT(icdev, 1);
+}
+
+TEST_F(Session, OpenOfAPortWithoutAnsweringReaderGivesZeroAndReleasesThePort) {
+    ASSERT_EQ(device_close(icdev), VNR_OK);
+    icdev = 0;
+    reader.inject(vnrsim::Fault::silence, vnrsim::Times::always);
+    const auto start = vnr::platform::tick_ms();
+    EXPECT_EQ(device_open(0, 115200), 0);
+    EXPECT_LT(vnr::platform::tick_ms() - start, 1000u);  // the version query waits 100 ms per byte
+    uint8_t kind = 0xEE;
+    device_gettype(&kind);
+    EXPECT_EQ(kind, 0);
+    EXPECT_EQ(vnr::core::link_state().com_mode.load(), vnr::core::kLinkSerial);  // the link that was tried
+    reader.clear_faults();
+    icdev = device_open(0, 115200);  // the port was closed again: it opens
+    EXPECT_GT(icdev, 1);
+}
+
+TEST_F(Session, ReSetupCommTakesTheLongTimeOutsOnAnOpenPortOnly) {
+    EXPECT_EQ(ReSetupComm(icdev), 0);
+    EXPECT_EQ(version_of(icdev, 1), "VNR-32 RF 2.05");
+    EXPECT_EQ(ReSetupComm(0x7777), 1);
+    EXPECT_EQ(ReSetupComm(-1), 1);
+}
+
+TEST_F(Session, ThreadsShareTheReaderWithoutInterleavingOnTheWire) {
+    constexpr int kThreads = 4;
+    constexpr int kCalls = 25;
+    std::vector<std::thread> threads;
+    std::vector<int> failures(kThreads, 0);
+    for (int t = 0; t < kThreads; ++t)
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < kCalls; ++i) {
+                int16_t status = 0;
+                const uint8_t module = static_cast<uint8_t>((t + i) % 2);
+                const std::string text = version_of(icdev, module, &status);
+                if (status != VNR_OK || text != (module == 0 ? "VNR-32 R1.08" : "VNR-32 RF 2.05")) ++failures[t];
+            }
+        });
+    for (auto& thread : threads) thread.join();
+    for (int t = 0; t < kThreads; ++t) EXPECT_EQ(failures[t], 0) << "thread " << t;
+    EXPECT_EQ(reader.stats().frames_received, static_cast<std::uint64_t>(kThreads * kCalls));
+    EXPECT_EQ(reader.stats().bad_frames, 0u);
+}
+
+class LoggedSession : public SimSession {
+protected:
+    void SetUp() override {
+        prefix.enable_log();
+        SimSession::SetUp();
+    }
+};
+
+TEST_F(LoggedSession, ASessionLeavesItsLinesInOrder) {
+    version_of(icdev, 0);
+    ASSERT_EQ(device_close(icdev), VNR_OK);
+    const std::string handle = std::to_string(icdev);
+    icdev = 0;
+    const std::string log = log_text(prefix);
+    const std::vector<std::string> expected{
+        "| ==> device_open(), port = [0], baud = [115200]\n",
+        "| ---open succed ,device get version---\n",
+        "| ---device get version---\n",
+        " ==> send_cmd_vn3x(), TansMode:1,nComMode: 2, Send: 311101.\r\n",
+        " ==> send_cmd_vn3x(), TansMode:1,nComMode: 2, receive: 0200100000564E522D33322052462032",
+        " ==> send_cmd_vn3x() ok.\r\n",
+        "| <== device_open(), hDev = [" + handle + "]\n",
+        " ==> send_cmd_vn3x(), TansMode:1,nComMode: 2, Send: 311100.\r\n",
+        "| ==> device_close, icdev = [" + handle + "]\n",
+        "| <== device_close Succed\n",
+    };
+    std::size_t at = 0;
+    for (const std::string& line : expected) {
+        const std::size_t found = log.find(line, at);
+        ASSERT_NE(found, std::string::npos) << "missing or out of order: " << line << "\n" << log;
+        at = found + line.size();
+    }
+    std::string success;
+    ASSERT_TRUE(vnr::platform::utf8_to_gbk("| ==> 获取读写器版本信息成功!\n", success));
+    EXPECT_NE(log.find(success), std::string::npos);
+}
+
+TEST_F(LoggedSession, AFailedVersionQueryAtOpenIsLogged) {
+    ASSERT_EQ(device_close(icdev), VNR_OK);
+    icdev = 0;
+    reader.inject(vnrsim::Fault::wrong_check_byte, vnrsim::Times::once);
+    EXPECT_EQ(device_open(0, 115200), 0);
+    std::string line;
+    ASSERT_TRUE(vnr::platform::utf8_to_gbk("| ==> 获取非接触式模块版本错误! 错误码:-36 \n", line));
+    const std::string log = log_text(prefix);
+    EXPECT_NE(log.find(line), std::string::npos) << log;
+    EXPECT_NE(log.find("| ----device open fail, dev: 0!!!\n"), std::string::npos);
+    EXPECT_NE(log.find(" ==> send_cmd_vn3x(), return: -36.\r\n"), std::string::npos);
+}
+
+}  // namespace
