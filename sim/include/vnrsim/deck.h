@@ -1,0 +1,84 @@
+// sim/include/vnrsim/deck.h: the deck, a hand-written JSON file that describes the simulated reader.
+//
+// Keys (all optional; any other key is refused):
+//   "comment"                 text, ignored
+//   "reader_version"          text answered to the version query of module 0 (command 31 11 00)
+//   "contactless_version"     text answered to the version query of module 1 (command 31 11 01)
+//   "reply_form"              "split" (default) or "plain": the form of every reply frame
+//   "baud"                    emulated wire rate of replies, bits per second, 10 bits a byte; 0 (default)
+//                             sends as fast as the transport takes them
+//   "unknown_command_status"  S1S2 answered to a command the reader does not know (default 0x6D00)
+//   "replies"                 canned replies, tried in order before the built-in behaviour; each one:
+//       "command"   hex; matches a command whose bytes begin with these bytes (required)
+//       "status"    S1S2 of the reply (default 0)
+//       "data"      hex bytes of the reply data (default none)
+//       "fill"      {"length": N, "byte": B} or {"length": N, "pattern": "hex"}: N bytes of B, or the
+//                   pattern repeated and cut at N; appended after "data"
+//       "raw"       hex bytes sent as they are instead of a frame (no status, data or fill then)
+//       "times"     answered this many times, then dropped (default: for ever)
+//       "comment"   text, ignored
+// Texts are UTF-8 in the file and answered in GBK. A status is a number (0 to 65535) or a string of one
+// to four hex digits, with or without 0x ("6D00"). Hex byte strings may hold spaces between bytes.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "vnrsim/frame.h"
+
+namespace vnrsim {
+
+// Status answered to a command the reader does not know, unless the deck says otherwise: "instruction
+// not supported" in the convention of smart-card status words. Seen by the host as -27904, well away
+// from the host's own codes (-1 to -100).
+constexpr std::uint16_t kUnknownCommandStatus = 0x6D00;
+
+// Highest emulated wire rate a deck, an option or a control command may set, bits per second.
+constexpr std::uint32_t kMaxBaud = 10'000'000;
+
+// One canned reply.
+struct CannedReply {
+    std::vector<std::uint8_t> command;  // prefix of the commands it answers; at least one byte
+    std::uint16_t status = 0;           // S1S2
+    std::vector<std::uint8_t> data;     // reply data after the status
+    std::optional<std::vector<std::uint8_t>> raw;  // when set: these bytes go out instead of a frame
+    std::optional<std::uint32_t> times;            // replies left before it is dropped; none: for ever
+};
+
+// The reader as a deck describes it. Texts are held as the bytes the reader answers (GBK).
+struct Deck {
+    std::string reader_version = "VNR-32 SIM";           // answered for module 0
+    std::string contactless_version = "VNR-32 SIM RF";   // answered for module 1
+    Form reply_form = Form::split;                        // the form of every reply
+    std::uint32_t baud = 0;                               // emulated wire rate of replies; 0: no pacing
+    std::uint16_t unknown_command_status = kUnknownCommandStatus;  // S1S2 for a command not known
+    std::vector<CannedReply> replies;                     // tried in order before the built-in answers
+
+    // Reads and checks a deck file. Throws std::runtime_error naming the file and what is wrong where
+    // ("deck decks/x.json: replies[2].status: ..."), also when the file cannot be read.
+    static Deck load(const std::filesystem::path& path);
+
+    // As load, from JSON text; `origin` names it in error messages.
+    static Deck parse(std::string_view json, std::string_view origin = "deck");
+};
+
+// UTF-8 text as GBK bytes; ASCII passes unchanged. Throws std::runtime_error when the text is not
+// UTF-8 or has a character GBK lacks.
+std::string to_gbk(std::string_view utf8);
+
+// Hex digits to bytes; spaces and tabs between bytes are allowed. Throws std::invalid_argument saying
+// what is wrong (odd count, a non-hex character and its position).
+std::vector<std::uint8_t> parse_hex(std::string_view text);
+
+// Bytes as upper-case hex digits, no separator.
+std::string to_hex(std::span<const std::uint8_t> bytes);
+
+// A status from text: one to four hex digits, optionally after 0x. Throws std::invalid_argument.
+std::uint16_t parse_status(std::string_view text);
+
+}  // namespace vnrsim
