@@ -134,7 +134,9 @@ TEST_F(Exchange, EveryFaultGivesItsStatusAndTheNextExchangeRecovers) {
                          Case{vnrsim::Fault::cut, 9, VNR_E_NO_REPLY}}) {
         reader.inject(c.fault, vnrsim::Times::once, c.bytes);
         EXPECT_EQ(exchange({0x31, 0x11, 0x01}), c.expected) << static_cast<int>(c.fault) << " " << c.bytes.value_or(0);
-        if (c.expected != VNR_OK) EXPECT_EQ(reply_length, 0u);
+        if (c.expected != VNR_OK) {
+            EXPECT_EQ(reply_length, 0u);
+        }
         // Whatever the fault left on the line is purged before the next command.
         ASSERT_EQ(exchange({0x31, 0x11, 0x01}), VNR_OK);
         EXPECT_EQ(std::string(reply.begin(), reply.begin() + reply_length), "VNR-32 RF 2.05");
