@@ -3,6 +3,11 @@
 #pragma once
 
 #include <windows.h>
+#include <setupapi.h>
+// mingw-w64's HID headers declare their functions without C linkage of their own.
+extern "C" {
+#include <hidsdi.h>
+}
 
 #include <utility>
 
@@ -60,5 +65,41 @@ struct FindHandleTraits {
     static bool release(HANDLE handle) noexcept { return ::FindClose(handle) != FALSE; }
 };
 using UniqueFindHandle = UniqueHandle<FindHandleTraits>;
+
+// A device information set from SetupDiGetClassDevsA: INVALID_HANDLE_VALUE on failure, freed with
+// SetupDiDestroyDeviceInfoList.
+struct DeviceInfoListTraits {
+    static HDEVINFO invalid() noexcept { return INVALID_HANDLE_VALUE; }
+    static bool release(HDEVINFO list) noexcept { return ::SetupDiDestroyDeviceInfoList(list) != FALSE; }
+};
+using DeviceInfoList = UniqueHandle<DeviceInfoListTraits>;
+
+// A HID interface's preparsed data from HidD_GetPreparsedData, freed with HidD_FreePreparsedData.
+class PreparsedData {
+public:
+    PreparsedData() noexcept = default;
+    PreparsedData(const PreparsedData&) = delete;
+    PreparsedData& operator=(const PreparsedData&) = delete;
+    ~PreparsedData() { reset(); }
+
+    // Takes the preparsed data of the open interface `device`, freeing any held before. False when the
+    // system gives none.
+    bool load(HANDLE device) noexcept {
+        reset();
+        PHIDP_PREPARSED_DATA data = nullptr;
+        if (::HidD_GetPreparsedData(device, &data) == FALSE) return false;
+        data_ = data;
+        return data_ != nullptr;
+    }
+
+    PHIDP_PREPARSED_DATA get() const noexcept { return data_; }
+
+    void reset() noexcept {
+        if (data_ != nullptr) ::HidD_FreePreparsedData(std::exchange(data_, nullptr));
+    }
+
+private:
+    PHIDP_PREPARSED_DATA data_ = nullptr;
+};
 
 }  // namespace vnr::platform
