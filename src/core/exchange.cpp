@@ -2,6 +2,7 @@
 #include "core/exchange.h"
 
 #include "core/frame.h"
+#include "core/link/hid_link.h"
 #include "core/link/serial_link.h"
 #include "core/log.h"
 #include "core/state.h"
@@ -50,16 +51,14 @@ std::int16_t send_cmd_vn3x(std::int32_t icdev, std::int32_t send_len, const std:
     log_frame("Send", command.data(), command.size());
 
     const std::uint8_t mode = link_state().trans_mode;
-    if (link_state().com_mode == kLinkHid) {
-        // Only the serial link is built in: no handle names an open HID device, and a feature report
-        // sent to a handle that is none fails, as it does when a HID reader is gone.
-        return VNR_E_GENERAL;
-    }
-    if (const std::int16_t status = link::com_send_frame(icdev, mode, command); status != VNR_OK) return status;
+    const bool hid = link_state().com_mode == kLinkHid;
+    const std::int16_t sent = hid ? link::hid_send_frame(icdev, mode, command) : link::com_send_frame(icdev, mode, command);
+    if (sent != VNR_OK) return sent;
 
     std::vector<std::uint8_t> frame(kFrameBufferSize);
     std::size_t total = 0;
-    const std::int16_t status = link::com_receive_frame(icdev, total, frame);
+    const std::int16_t status =
+        hid ? link::hid_receive_frame(icdev, total, frame) : link::com_receive_frame(icdev, total, frame);
     log_frame("receive", frame.data(), total);
     if (status != VNR_OK) {
         log_raw_format("send_cmd_vn3x(), return: %d.", status);

@@ -3,6 +3,7 @@
 #include "core/exchange.h"
 #include "core/library_lock.h"
 #include "core/link/device_table.h"
+#include "core/link/hid_link.h"
 #include "core/link/serial_link.h"
 #include "core/log.h"
 #include "core/state.h"
@@ -46,6 +47,19 @@ std::int32_t open_serial(std::int16_t port, std::int32_t baud) {
     return link::com_open_reader(port, baud);
 }
 
+// The USB search: the first product id, then the second. Returns what the last attempt gave.
+std::int32_t open_usb() {
+    std::int32_t result = 0;
+    for (const std::uint16_t product : {link::kFirstProductId, link::kSecondProductId}) {
+        result = link::hid_open_reader(kOpenTimeoutMs, 0, link::kReaderVendorId, product);
+        if (result > 1) {
+            link_state().device_kind = 1;
+            break;
+        }
+    }
+    return result;
+}
+
 }  // namespace
 
 std::int32_t open_reader(std::int16_t port, std::int32_t baud) {
@@ -53,8 +67,8 @@ std::int32_t open_reader(std::int16_t port, std::int32_t baud) {
     log::line("==> device_open(), port = [%d], baud = [%d]", port, baud);
     set_comm_timeout(kOpenTimeoutMs, 0);
     set_trans_mode(kSplitForm);
-    // No USB HID reader can be found by this build, so the search goes on to the serial port.
-    std::int32_t result = open_serial(port, baud);
+    std::int32_t result = open_usb();
+    if (result <= 1) result = open_serial(port, baud);  // no USB reader: the serial port named
     guard.reset();
 
     result = confirm_reader(result);
@@ -75,9 +89,7 @@ std::int32_t open_reader_by_name(const char* portname, std::int16_t port, std::i
 
     std::int32_t result = 0;
     if (upper == "USB") {
-        // No USB HID reader can be found by this build: the search ends with nothing found.
-        link_state().com_mode = kLinkNone;
-        result = 0;
+        result = open_usb();
     } else if (upper == "COM") {
         result = open_serial(port, baud);  // the digits of the name are not used
     } else {

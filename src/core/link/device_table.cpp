@@ -15,9 +15,14 @@ namespace {
 constexpr std::int32_t kFirstHandle = 0x100;
 constexpr std::int32_t kHandleStep = 4;
 
+struct Entry {
+    std::shared_ptr<platform::SerialPort> serial;
+    std::shared_ptr<platform::HidDevice> hid;
+};
+
 struct Table {
     platform::ReentrantLock lock;
-    std::map<std::int32_t, std::shared_ptr<platform::SerialPort>> serial_ports;
+    std::map<std::int32_t, Entry> devices;
     std::int32_t next = kFirstHandle;
 };
 
@@ -37,37 +42,48 @@ private:
     Table& table_;
 };
 
-}  // namespace
+std::int32_t following(std::int32_t handle) {
+    return handle > std::numeric_limits<std::int32_t>::max() - kHandleStep ? kFirstHandle : handle + kHandleStep;
+}
 
-std::int32_t add_serial_port(std::unique_ptr<platform::SerialPort> port) {
+std::int32_t add(Entry entry) {
     Table& t = table();
     const Hold hold(t);
     std::int32_t handle = t.next;
-    while (t.serial_ports.contains(handle))
-        handle = handle > std::numeric_limits<std::int32_t>::max() - kHandleStep ? kFirstHandle : handle + kHandleStep;
-    t.next = handle > std::numeric_limits<std::int32_t>::max() - kHandleStep ? kFirstHandle : handle + kHandleStep;
-    t.serial_ports.emplace(handle, std::shared_ptr<platform::SerialPort>(std::move(port)));
+    while (t.devices.contains(handle)) handle = following(handle);
+    t.next = following(handle);
+    t.devices.emplace(handle, std::move(entry));
     return handle;
 }
 
-std::shared_ptr<platform::SerialPort> serial_port(std::int32_t icdev) {
+Entry find(std::int32_t icdev) {
     Table& t = table();
     const Hold hold(t);
-    const auto found = t.serial_ports.find(icdev);
-    return found == t.serial_ports.end() ? nullptr : found->second;
+    const auto found = t.devices.find(icdev);
+    return found == t.devices.end() ? Entry{} : found->second;
 }
 
+}  // namespace
+
+std::int32_t add_serial_port(std::unique_ptr<platform::SerialPort> port) { return add(Entry{std::move(port), nullptr}); }
+
+std::int32_t add_hid_device(std::unique_ptr<platform::HidDevice> device) { return add(Entry{nullptr, std::move(device)}); }
+
+std::shared_ptr<platform::SerialPort> serial_port(std::int32_t icdev) { return find(icdev).serial; }
+
+std::shared_ptr<platform::HidDevice> hid_device(std::int32_t icdev) { return find(icdev).hid; }
+
 bool close_device(std::int32_t icdev) {
-    std::shared_ptr<platform::SerialPort> port;
+    Entry entry;
     {
         Table& t = table();
         const Hold hold(t);
-        const auto found = t.serial_ports.find(icdev);
-        if (found == t.serial_ports.end()) return false;
-        port = std::move(found->second);
-        t.serial_ports.erase(found);
+        const auto found = t.devices.find(icdev);
+        if (found == t.devices.end()) return false;
+        entry = std::move(found->second);
+        t.devices.erase(found);
     }
-    return port->close();
+    return entry.serial ? entry.serial->close() : entry.hid->close();
 }
 
 }  // namespace vnr::link
