@@ -6,11 +6,20 @@
 // calling thread made per frame.
 // WaitForSilentReader: a reply that never comes, waited for 2 s. Reported: the CPU time the calling
 // thread spent, as a share of the wait.
+// HidWaitForSilentReader: the same on the HID link, waited for 5 s, where the wait asks the device for
+// its report again and again.
+// HidReadyToReturn: a reply whose report becomes ready 20 ms after the command; reported: the time from
+// the moment the report is ready to the return of the exchange.
+// HidLongReply: 2315 data bytes in the split form (4642 wire bytes, 19 reports) from a device that
+// makes a report ready every millisecond; reported: the wall time as a ratio to the time the reports
+// take (the first report's latency and 18 intervals).
 #include "core/exchange.h"
 #include "core/library_lock.h"
 #include "core/state.h"
+#include "support/sim_hid.h"
 #include "support/temp_prefix.h"
 #include "vnr_32.h"
+#include "vnrsim/hid_reader.h"
 #include "vnrsim/pty_server.h"
 #include "vnrsim/reader.h"
 
@@ -132,6 +141,118 @@ void WaitForSilentReader(benchmark::State& state) {
     state.counters["cpu_share"] = cpu / wall;
 }
 BENCHMARK(WaitForSilentReader)->Unit(benchmark::kMillisecond)->Iterations(2);
+
+// A simulated reader on the HID bus, and a session opened on it.
+struct HidBench {
+    HidBench(std::chrono::microseconds latency, std::chrono::microseconds interval, std::size_t reply_data)
+        : hid(reader, vnrsim::HidOptions{vnrsim::kHidDefaultReportLength, latency, interval, {}}) {
+        reader.add_reply({{0x32, 0x50}, 0, std::vector<std::uint8_t>(reply_data, 0x5A), std::nullopt, std::nullopt});
+        bus.add_reader(hid);
+        icdev = device_open(0, static_cast<std::int32_t>(kBaud));
+    }
+    ~HidBench() {
+        if (icdev > 1) device_close(icdev);
+    }
+    std::int16_t exchange(std::uint32_t& length, std::vector<std::uint8_t>& reply) {
+        const std::array<std::uint8_t, 2> command{0x32, 0x50};
+        const vnr::core::LibraryGuard guard;
+        return vnr::core::send_cmd_vn3x(icdev, 2, command.data(), &length, reply);
+    }
+
+    vnr::test::TempPrefix prefix;
+    vnrsim::Reader reader;
+    vnrsim::HidReader hid;
+    vnrsim::HidBus bus;
+    vnr::test::SimHidProvider provider{bus};
+    std::int32_t icdev = 0;
+};
+
+void HidWaitForSilentReader(benchmark::State& state) {
+    HidBench bench(std::chrono::microseconds(0), std::chrono::microseconds(0), 10);
+    if (bench.icdev <= 1) {
+        state.SkipWithError("the simulated HID reader did not open");
+        return;
+    }
+    bench.reader.inject(vnrsim::Fault::silence, vnrsim::Times::always);
+    std::vector<std::uint8_t> reply(100);
+    double cpu = 0, wall = 0;
+    for (auto _ : state) {
+        std::uint32_t length = 0;
+        vnr::core::set_comm_timeout(5000, 0);
+        const double cpu_before = thread_cpu_seconds();
+        const auto start = std::chrono::steady_clock::now();
+        const std::int16_t status = bench.exchange(length, reply);
+        wall += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        cpu += thread_cpu_seconds() - cpu_before;
+        vnr::core::set_comm_timeout(2000, 0);
+        if (status != VNR_E_NO_REPLY) {
+            state.SkipWithError("the silent reader answered");
+            return;
+        }
+    }
+    state.counters["wait_ms"] = wall / static_cast<double>(state.iterations()) * 1e3;
+    state.counters["cpu_ms"] = cpu / static_cast<double>(state.iterations()) * 1e3;
+    state.counters["cpu_share"] = cpu / wall;
+}
+BENCHMARK(HidWaitForSilentReader)->Unit(benchmark::kMillisecond)->Iterations(1);
+
+void HidReadyToReturn(benchmark::State& state) {
+    HidBench bench(std::chrono::milliseconds(20), std::chrono::microseconds(0), 10);
+    if (bench.icdev <= 1) {
+        state.SkipWithError("the simulated HID reader did not open");
+        return;
+    }
+    std::vector<std::uint8_t> reply(100);
+    double latency = 0, worst = 0;
+    for (auto _ : state) {
+        std::uint32_t length = 0;
+        const std::int16_t status = bench.exchange(length, reply);
+        const auto returned = std::chrono::steady_clock::now();
+        const auto ready = bench.hid.last_report_ready();
+        if (status != VNR_OK || !ready) {
+            state.SkipWithError("the exchange failed");
+            return;
+        }
+        const double seconds = std::chrono::duration<double>(returned - *ready).count();
+        latency += seconds;
+        worst = std::max(worst, seconds);
+    }
+    state.counters["ready_to_return_us"] = latency / static_cast<double>(state.iterations()) * 1e6;
+    state.counters["worst_us"] = worst * 1e6;
+}
+BENCHMARK(HidReadyToReturn)->Unit(benchmark::kMillisecond)->Iterations(50);
+
+void HidLongReply(benchmark::State& state) {
+    constexpr std::size_t kData = 2315;
+    constexpr std::size_t kWire = 2 * (kData + 2) + 8;
+    constexpr std::size_t kReports = (kWire + vnrsim::kHidSliceSplit - 1) / vnrsim::kHidSliceSplit;
+    const auto interval = std::chrono::milliseconds(1);
+    HidBench bench(interval, interval, kData);
+    if (bench.icdev <= 1) {
+        state.SkipWithError("the simulated HID reader did not open");
+        return;
+    }
+    const double reports_seconds = std::chrono::duration<double>(interval * kReports).count();
+    std::vector<std::uint8_t> reply(3000);
+    double wall = 0;
+    for (auto _ : state) {
+        std::uint32_t length = 0;
+        const auto start = std::chrono::steady_clock::now();
+        const std::int16_t status = bench.exchange(length, reply);
+        const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        if (status != VNR_OK || length != kData) {
+            state.SkipWithError("the exchange failed");
+            return;
+        }
+        wall += seconds;
+        state.SetIterationTime(seconds);
+    }
+    state.counters["reports"] = static_cast<double>(kReports);
+    state.counters["reports_ms"] = reports_seconds * 1e3;
+    state.counters["wall_ms"] = wall / static_cast<double>(state.iterations()) * 1e3;
+    state.counters["wall_to_reports"] = wall / static_cast<double>(state.iterations()) / reports_seconds;
+}
+BENCHMARK(HidLongReply)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(20);
 
 }  // namespace
 

@@ -1,5 +1,6 @@
-// The command exchange against the simulated reader on a pty: bytes on the wire, reply statuses,
-// every failure status through the simulator's faults, bounds on what a reply may declare.
+// The command exchange against the simulated reader, on the serial link and on the HID link from one
+// table of cases: bytes on the wire, reply statuses, every failure status through the simulator's
+// faults, bounds on what a reply may declare.
 #include "core/exchange.h"
 #include "core/library_lock.h"
 #include "core/state.h"
@@ -9,12 +10,13 @@
 #include <array>
 #include <vector>
 
-using vnr::test::SimSession;
+using vnr::test::Link;
+using vnr::test::SimSessionOnEachLink;
 using Bytes = std::vector<std::uint8_t>;
 
 namespace {
 
-class Exchange : public SimSession {
+class Exchange : public SimSessionOnEachLink {
 protected:
     // One exchange through send_cmd_vn3x, with the library lock held as an exported function holds it.
     std::int16_t exchange(const Bytes& command, std::size_t reply_room = 300) {
@@ -37,24 +39,33 @@ protected:
     void TearDown() override {
         vnr::core::set_comm_timeout(vnr::core::kStandingTimeoutMs, vnr::core::kStandingDelayMs);
         vnr::core::set_trans_mode(vnr::core::kSplitForm);
-        SimSession::TearDown();
+        SimSessionOnEachLink::TearDown();
+    }
+    // What the reader took off the wire: the bytes on the serial link, the frame bytes of the first
+    // report (behind its id, without the padding) on the HID link.
+    Bytes wire_received(std::size_t frame_length) const {
+        if (link == Link::serial) return reader.raw_received();
+        const auto reports = hid->reports_received();
+        if (reports.empty()) return {};
+        return Bytes(reports.front().begin() + 1, reports.front().begin() + 1 + frame_length);
     }
 
     Bytes reply;
     std::uint32_t reply_length = 99;
 };
 
-TEST_F(Exchange, CommandGoesOutInTheSplitFormAndPlainWhenAsked) {
+TEST_P(Exchange, CommandGoesOutInTheSplitFormAndPlainWhenAsked) {
     ASSERT_EQ(exchange({0x31, 0x11, 0x01}), VNR_OK);
-    EXPECT_EQ(reader.raw_received(),
+    EXPECT_EQ(wire_received(14),
               (Bytes{0x02, 0x30, 0x30, 0x30, 0x33, 0x33, 0x31, 0x31, 0x31, 0x30, 0x31, 0x32, 0x31, 0x03}));
     reader.clear_history();
+    if (hid) hid->clear_history();
     vnr::core::set_trans_mode(0);
     ASSERT_EQ(exchange({0x31, 0x11, 0x01}), VNR_OK);
-    EXPECT_EQ(reader.raw_received(), (Bytes{0x02, 0x00, 0x03, 0x31, 0x11, 0x01, 0x21, 0x03}));
+    EXPECT_EQ(wire_received(8), (Bytes{0x02, 0x00, 0x03, 0x31, 0x11, 0x01, 0x21, 0x03}));
 }
 
-TEST_F(Exchange, RepliesOfEitherFormAreTakenWhateverTheSendingForm) {
+TEST_P(Exchange, RepliesOfEitherFormAreTakenWhateverTheSendingForm) {
     for (const auto form : {vnrsim::Form::split, vnrsim::Form::plain}) {
         reader.set_form(form);
         for (const std::uint8_t mode : {std::uint8_t{1}, std::uint8_t{0}}) {
@@ -65,7 +76,7 @@ TEST_F(Exchange, RepliesOfEitherFormAreTakenWhateverTheSendingForm) {
     }
 }
 
-TEST_F(Exchange, ReaderStatusesBecomeNegativeSixteenBitNumbers) {
+TEST_P(Exchange, ReaderStatusesBecomeNegativeSixteenBitNumbers) {
     struct Case {
         std::uint16_t status;
         std::int16_t expected;
@@ -81,7 +92,7 @@ TEST_F(Exchange, ReaderStatusesBecomeNegativeSixteenBitNumbers) {
     }
 }
 
-TEST_F(Exchange, SuccessWithoutDataAndWithDataUpToTheRoom) {
+TEST_P(Exchange, SuccessWithoutDataAndWithDataUpToTheRoom) {
     canned({0x50, 0x00}, 0x0000);
     EXPECT_EQ(exchange({0x50, 0x00}), VNR_OK);
     EXPECT_EQ(reply_length, 0u);
@@ -93,7 +104,7 @@ TEST_F(Exchange, SuccessWithoutDataAndWithDataUpToTheRoom) {
     EXPECT_TRUE(guard_intact(300));
 }
 
-TEST_F(Exchange, ReplyLargerThanTheRoomIsRefusedWithoutWritingPastIt) {
+TEST_P(Exchange, ReplyLargerThanTheRoomIsRefusedWithoutWritingPastIt) {
     canned({0x50, 0x02}, 0x0000, Bytes(301, 0x5A));
     EXPECT_EQ(exchange({0x50, 0x02}, 300), VNR_E_END_BYTE);
     EXPECT_EQ(reply_length, 0u);
@@ -101,7 +112,7 @@ TEST_F(Exchange, ReplyLargerThanTheRoomIsRefusedWithoutWritingPastIt) {
     EXPECT_EQ(reply[1], 0xEE);  // only the first byte was zeroed on entry
 }
 
-TEST_F(Exchange, MalformedRepliesFromAHostileReader) {
+TEST_P(Exchange, MalformedRepliesFromAHostileReader) {
     // LEN below 2: no room for the status pair.
     canned_raw({0x60, 0x00}, {0x02, 0x00, 0x00, 0x00, 0x03});
     EXPECT_EQ(exchange({0x60, 0x00}), VNR_E_END_BYTE);
@@ -118,44 +129,63 @@ TEST_F(Exchange, MalformedRepliesFromAHostileReader) {
     EXPECT_EQ(reply[0], 0);
 }
 
-TEST_F(Exchange, EveryFaultGivesItsStatusAndTheNextExchangeRecovers) {
+TEST_P(Exchange, EveryFaultGivesItsStatusAndTheNextExchangeRecovers) {
     vnr::core::set_comm_timeout(300, 0);
     struct Case {
         vnrsim::Fault fault;
         std::optional<std::size_t> bytes;
         std::int16_t expected;
     };
+    // The start byte is looked for in ten bytes on the serial link, and in the first 255 bytes of ten
+    // reports (253 reply bytes each in the split form) on the HID link.
+    const bool serial = link == Link::serial;
     for (const Case c : {Case{vnrsim::Fault::wrong_check_byte, {}, VNR_E_CHECK_BYTE},
                          Case{vnrsim::Fault::wrong_end_byte, {}, VNR_E_END_BYTE},
                          Case{vnrsim::Fault::noise, 9, VNR_OK},
-                         Case{vnrsim::Fault::noise, 10, VNR_E_NO_START},
+                         Case{vnrsim::Fault::noise, serial ? 10u : 252u, serial ? VNR_E_NO_START : VNR_OK},
+                         Case{vnrsim::Fault::noise, serial ? 10u : 2529u, serial ? VNR_E_NO_START : VNR_OK},
+                         Case{vnrsim::Fault::noise, serial ? 10u : 2530u, VNR_E_NO_START},
                          Case{vnrsim::Fault::silence, {}, VNR_E_NO_REPLY},
                          Case{vnrsim::Fault::cut, 3, VNR_E_NO_REPLY},
-                         Case{vnrsim::Fault::cut, 9, VNR_E_NO_REPLY}}) {
+                         // A cut inside the one report of a short reply leaves zeros where the frame's
+                         // end should be: the report came, the frame in it is broken.
+                         Case{vnrsim::Fault::cut, 9, serial ? VNR_E_NO_REPLY : VNR_E_END_BYTE}}) {
         reader.inject(c.fault, vnrsim::Times::once, c.bytes);
         EXPECT_EQ(exchange({0x31, 0x11, 0x01}), c.expected) << static_cast<int>(c.fault) << " " << c.bytes.value_or(0);
         if (c.expected != VNR_OK) {
             EXPECT_EQ(reply_length, 0u);
         }
-        // Whatever the fault left on the line is purged before the next command.
+        // Whatever the fault left on the line is purged before the next command; on the HID link
+        // nothing drains a late answer, so the simulated device drops what is left, as a reset would.
+        if (hid) hid->drop_pending();
         ASSERT_EQ(exchange({0x31, 0x11, 0x01}), VNR_OK);
         EXPECT_EQ(std::string(reply.begin(), reply.begin() + reply_length), "VNR-32 RF 2.05");
     }
 }
 
-TEST_F(Exchange, TheTimeOutRunsPerByteNotPerFrame) {
-    // 2 x 900 + 8 bytes at 9600 baud take about 1.9 s, far longer than the 150 ms time-out, but no
-    // byte is more than 150 ms behind the one before it.
+TEST_P(Exchange, TheTimeOutRunsPerByteOrReportNotPerFrame) {
+    // 2 x 900 + 8 bytes take about 1.9 s at 9600 baud, or in 8 reports 270 ms apart: far longer than
+    // the 300 ms time-out, but no byte or report is more than 300 ms behind the one before it.
     canned({0x32, 0x50}, 0x0000, Bytes(900, 0x41));
-    reader.set_baud(9600);
-    vnr::core::set_comm_timeout(150, 0);
+    if (link == Link::serial) {
+        reader.set_baud(9600);
+    } else {
+        ASSERT_EQ(device_close(icdev), VNR_OK);
+        bus.unplug(hid_path);
+        other_hid.emplace(reader, vnrsim::HidOptions{256, std::chrono::milliseconds(0),
+                                                     std::chrono::milliseconds(270), {}});
+        bus.add_reader(*other_hid);
+        icdev = device_open(0, 115200);
+        ASSERT_GT(icdev, 1);
+    }
+    vnr::core::set_comm_timeout(300, 0);
     const auto start = vnr::platform::tick_ms();
     EXPECT_EQ(exchange({0x32, 0x50}, 1000), VNR_OK);
     EXPECT_EQ(reply_length, 900u);
     EXPECT_GE(vnr::platform::tick_ms() - start, 1800u);
 }
 
-TEST_F(Exchange, SilenceWaitsTheTimeOutThenGivesUp) {
+TEST_P(Exchange, SilenceWaitsTheTimeOutThenGivesUp) {
     reader.inject(vnrsim::Fault::silence, vnrsim::Times::once);
     vnr::core::set_comm_timeout(400, 0);
     const auto start = vnr::platform::tick_ms();
@@ -165,20 +195,28 @@ TEST_F(Exchange, SilenceWaitsTheTimeOutThenGivesUp) {
     EXPECT_LT(waited, 1500u);
 }
 
-TEST_F(Exchange, AHungUpLineFailsTheWriteUntilTheReaderIsOpenedAgain) {
+TEST_P(Exchange, AHungUpLineFailsAtOnceUntilTheReaderIsOpenedAgain) {
     reader.inject(vnrsim::Fault::hangup, vnrsim::Times::always);
-    for (int i = 0; i < 100 && !server->slave_path().empty(); ++i) vnr::platform::sleep_us(10'000);
+    if (server)
+        for (int i = 0; i < 100 && !server->slave_path().empty(); ++i) vnr::platform::sleep_us(10'000);
+    const auto start = vnr::platform::tick_ms();
     const std::int16_t status = exchange({0x31, 0x11, 0x00});
-    EXPECT_TRUE(status == VNR_E_PORT_WRITE || status == VNR_E_PORT_READ) << status;
+    EXPECT_LT(vnr::platform::tick_ms() - start, 200u);
+    if (link == Link::serial) {
+        EXPECT_TRUE(status == VNR_E_PORT_WRITE || status == VNR_E_PORT_READ) << status;
+    } else {
+        EXPECT_EQ(status, VNR_E_GENERAL);  // three refused reports
+    }
     reader.clear_faults();
-    for (int i = 0; i < 100 && server->slave_path().empty(); ++i) vnr::platform::sleep_us(10'000);
+    if (server)
+        for (int i = 0; i < 100 && server->slave_path().empty(); ++i) vnr::platform::sleep_us(10'000);
     EXPECT_EQ(device_close(icdev), VNR_OK);
     icdev = device_open(0, 115200);
     ASSERT_GT(icdev, 1);
     EXPECT_EQ(exchange({0x31, 0x11, 0x00}), VNR_OK);
 }
 
-TEST_F(Exchange, HandleBelowOneNeverReachesTheWire) {
+TEST_P(Exchange, HandleBelowOneNeverReachesTheWire) {
     std::uint32_t length = 7;
     std::array<std::uint8_t, 4> buffer{9, 9, 9, 9};
     const Bytes command{0x31, 0x11, 0x00};
@@ -189,5 +227,7 @@ TEST_F(Exchange, HandleBelowOneNeverReachesTheWire) {
     vnr::platform::sleep_us(20'000);
     EXPECT_TRUE(reader.raw_received().empty());
 }
+
+INSTANTIATE_TEST_SUITE_P(OnEachLink, Exchange, ::testing::Values(Link::serial, Link::hid), vnr::test::link_name);
 
 }  // namespace
