@@ -2,6 +2,9 @@
 // only, as any application would, and prints in UTF-8.
 //
 //   vnr info [--port USB|COMn] [--baud N]   open the reader, print its version texts, close it
+//   vnr list [--all]                         the USB HID readers found (path, ids, report length)
+#include "platform/hid_device.h"
+#include "platform/text.h"
 #include "status_text.h"
 #include "utf8_output.h"
 #include "vnr_32.h"
@@ -9,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -20,6 +24,7 @@ constexpr int32_t kDefaultBaud = 115200;
 void usage(std::FILE* out) {
     std::fputs(
         "usage: vnr info [--port USB|COMn] [--baud N]\n"
+        "       vnr list [--all]\n"
         "\n"
         "  info     open the reader, print the version of the reader and of its contactless\n"
         "           module, and close it\n"
@@ -27,6 +32,9 @@ void usage(std::FILE* out) {
         "  --port   USB searches USB readers only; COMn opens serial port n (1 to 32).\n"
         "           Without it, USB is searched first and then COM1.\n"
         "  --baud   serial rate: 9600, 19200, 38400, 57600 or 115200 (default 115200)\n"
+        "\n"
+        "  list     the USB HID readers found: path, vendor and product ids, feature report length;\n"
+        "           --all lists every HID interface\n"
         "\n"
         "On Linux, COMn is $VNR32_PREFIX/dosdevices/comn when that exists (VNR32_PREFIX defaults to\n"
         "$HOME/.vnr32), else /dev/ttyS(n-1).\n",
@@ -101,8 +109,9 @@ int info(const Options& options) {
             continue;
         }
         const std::string version(reinterpret_cast<const char*>(text), length);
-        std::printf("%-19s %s\n", (std::string(kModules[module]) + ":").c_str(),
-                    vnr::tool::gbk_to_utf8(version).c_str());
+        std::string printable;
+        if (!vnr::platform::gbk_to_utf8(version, printable)) printable = version;
+        std::printf("%-19s %s\n", (std::string(kModules[module]) + ":").c_str(), printable.c_str());
     }
     uint8_t kind = 0xFF;
     device_gettype(&kind);
@@ -114,6 +123,32 @@ int info(const Options& options) {
     return failures == 0 ? 0 : 1;
 }
 
+// The reader family's USB ids.
+constexpr uint16_t kReaderVendor = 0x23A4;
+bool is_reader(uint16_t vendor, uint16_t product) {
+    return vendor == kReaderVendor && (product == 0x0213 || product == 0x0219);
+}
+
+int list(bool all) {
+    int readers = 0;
+    std::string path;
+    // The library looks at interfaces 0 to 63; so does the listing.
+    for (unsigned index = 0; index < 64 && vnr::platform::hid_interface_path(index, path); ++index) {
+        const std::unique_ptr<vnr::platform::HidDevice> device = vnr::platform::open_hid_path(path);
+        if (!device) {
+            if (all) std::printf("%-24s (cannot be opened: in use, or no access)\n", path.c_str());
+            continue;
+        }
+        const bool reader = is_reader(device->vendor_id(), device->product_id());
+        if (!reader && !all) continue;
+        readers += reader ? 1 : 0;
+        std::printf("%-24s %04x:%04x  feature report %3zu bytes%s\n", path.c_str(), device->vendor_id(),
+                    device->product_id(), device->feature_report_length(), reader ? "  reader" : "");
+    }
+    if (readers == 0) std::printf("no USB reader found\n");
+    return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -121,6 +156,14 @@ int main(int argc, char** argv) {
     if (argc < 2 || std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0) {
         usage(argc < 2 ? stderr : stdout);
         return argc < 2 ? 2 : 0;
+    }
+    if (std::strcmp(argv[1], "list") == 0) {
+        const bool all = argc == 3 && std::strcmp(argv[2], "--all") == 0;
+        if (argc > 3 || (argc == 3 && !all)) {
+            std::fprintf(stderr, "vnr: list takes only --all\n");
+            return 2;
+        }
+        return list(all);
     }
     Options options;
     if (std::strcmp(argv[1], "info") != 0) {
