@@ -26,6 +26,7 @@
 #include <benchmark/benchmark.h>
 #include <time.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <fstream>
@@ -203,7 +204,7 @@ void HidReadyToReturn(benchmark::State& state) {
         return;
     }
     std::vector<std::uint8_t> reply(100);
-    double latency = 0, worst = 0;
+    std::vector<double> latencies;
     for (auto _ : state) {
         std::uint32_t length = 0;
         const std::int16_t status = bench.exchange(length, reply);
@@ -213,12 +214,13 @@ void HidReadyToReturn(benchmark::State& state) {
             state.SkipWithError("the exchange failed");
             return;
         }
-        const double seconds = std::chrono::duration<double>(returned - *ready).count();
-        latency += seconds;
-        worst = std::max(worst, seconds);
+        latencies.push_back(std::chrono::duration<double>(returned - *ready).count() * 1e6);
     }
-    state.counters["ready_to_return_us"] = latency / static_cast<double>(state.iterations()) * 1e6;
-    state.counters["worst_us"] = worst * 1e6;
+    std::sort(latencies.begin(), latencies.end());
+    auto at = [&](double share) { return latencies[static_cast<std::size_t>(share * (latencies.size() - 1))]; };
+    state.counters["median_us"] = at(0.5);
+    state.counters["p95_us"] = at(0.95);
+    state.counters["worst_us"] = latencies.back();
 }
 BENCHMARK(HidReadyToReturn)->Unit(benchmark::kMillisecond)->Iterations(50);
 
