@@ -134,7 +134,7 @@ TEST_P(Exchange, EveryFaultGivesItsStatusAndTheNextExchangeRecovers) {
     struct Case {
         vnrsim::Fault fault;
         std::optional<std::size_t> bytes;
-        std::int16_t expected;
+        int expected;
     };
     // The start byte is looked for in ten bytes on the serial link, and in the first 255 bytes of ten
     // reports (253 reply bytes each in the split form) on the HID link.
