@@ -43,8 +43,29 @@ void usage(std::FILE* out) {
 
 struct Options {
     std::string port;  // empty: device_open's own search
+    int com = 0;       // with a COMn port: n
     int32_t baud = kDefaultBaud;
 };
+
+// Checks --port: "USB" (any case, anything behind it, as the library takes it) or COM1 to COM32.
+bool parse_port(Options& options) {
+    const std::string prefix = options.port.substr(0, 3);
+    if (prefix == "COM" || prefix == "com") {
+        char* end = nullptr;
+        const long number = std::strtol(options.port.c_str() + 3, &end, 10);
+        if (options.port.size() == 3 || *end != '\0' || number < 1 || number > 32) {
+            std::fprintf(stderr, "vnr: %s is not a port from COM1 to COM32\n", options.port.c_str());
+            return false;
+        }
+        options.com = static_cast<int>(number);
+        return true;
+    }
+    if (prefix != "USB" && prefix != "usb") {
+        std::fprintf(stderr, "vnr: --port takes USB or COM1 to COM32, not '%s'\n", options.port.c_str());
+        return false;
+    }
+    return true;
+}
 
 // Parses the options behind the verb; prints the problem and returns false on a mistake.
 bool parse(int argc, char** argv, Options& options) {
@@ -56,6 +77,7 @@ bool parse(int argc, char** argv, Options& options) {
         }
         if (arg == "--port") {
             options.port = argv[++i];
+            if (!parse_port(options)) return false;
         } else if (arg == "--baud") {
             char* end = nullptr;
             const long baud = std::strtol(argv[++i], &end, 10);
@@ -75,24 +97,22 @@ bool parse(int argc, char** argv, Options& options) {
 // Opens as the options say. Returns the handle or the failure result (0 or a negative code).
 int32_t open_reader(const Options& options) {
     if (options.port.empty()) return device_open(0, options.baud);
-    const std::string prefix = options.port.substr(0, 3);
-    if ((prefix == "COM" || prefix == "com") && options.port.size() > 3) {
-        char* end = nullptr;
-        const long number = std::strtol(options.port.c_str() + 3, &end, 10);
-        if (*end != '\0' || number < 1 || number > 32) {
-            std::fprintf(stderr, "vnr: %s is not a port from COM1 to COM32\n", options.port.c_str());
-            return VNR_E_BAD_ARGUMENT;
-        }
-        return device_open_name("COM", static_cast<int16_t>(number - 1), options.baud);
-    }
+    if (options.com > 0) return device_open_name("COM", static_cast<int16_t>(options.com - 1), options.baud);
     return device_open_name(options.port.c_str(), 0, options.baud);
+}
+
+// Why an open that gave 0 found no reader, in the terms of the road it took.
+const char* nothing_found(const Options& options) {
+    if (options.com > 0) return "the port opened, but no reader answered on it";
+    if (!options.port.empty()) return "no USB reader answered";
+    return "no USB reader answered, and COM1 opened but no reader answered on it";
 }
 
 int info(const Options& options) {
     const int32_t handle = open_reader(options);
     if (handle <= 1) {
         if (handle == 0)
-            std::fprintf(stderr, "vnr: no reader answered (0): nothing on USB, and the port opened but no reader replied\n");
+            std::fprintf(stderr, "vnr: no reader (0): %s\n", nothing_found(options));
         else
             std::fprintf(stderr, "vnr: cannot open the reader: %s\n", vnr::tool::explain_status(handle).c_str());
         return 1;
