@@ -31,6 +31,7 @@
 #include <chrono>
 #include <fstream>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -56,6 +57,38 @@ double thread_cpu_seconds() {
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
+// Command 32 50 through the exchange, with the library lock held as an exported function holds it.
+std::int16_t exchange_32_50(std::int32_t icdev, std::uint32_t& length, std::span<std::uint8_t> reply) {
+    const std::array<std::uint8_t, 2> command{0x32, 0x50};
+    const vnr::core::LibraryGuard guard;
+    return vnr::core::send_cmd_vn3x(icdev, 2, command.data(), &length, reply);
+}
+
+// Waits `timeout_ms` for a reply that never comes, as often as the benchmark runs, and reports the
+// processor time the calling thread spent as a share of the wait.
+void measure_silent_wait(benchmark::State& state, std::int32_t icdev, std::uint32_t timeout_ms) {
+    std::array<std::uint8_t, kReplyRoom> reply{};
+    double cpu = 0, wall = 0;
+    for (auto _ : state) {
+        std::uint32_t length = 0;
+        vnr::core::set_comm_timeout(timeout_ms, 0);
+        const double cpu_before = thread_cpu_seconds();
+        const auto start = std::chrono::steady_clock::now();
+        const std::int16_t status = exchange_32_50(icdev, length, reply);
+        wall += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        cpu += thread_cpu_seconds() - cpu_before;
+        vnr::core::set_comm_timeout(vnr::core::kStandingTimeoutMs, vnr::core::kStandingDelayMs);
+        if (status != VNR_E_NO_REPLY) {
+            state.SkipWithError("the silent reader answered");
+            return;
+        }
+    }
+    const double waits = static_cast<double>(state.iterations());
+    state.counters["wait_ms"] = wall / waits * 1e3;
+    state.counters["cpu_ms"] = cpu / waits * 1e3;
+    state.counters["cpu_share"] = cpu / wall;
+}
+
 // A simulated reader at `baud` on a pty mapped as COM1, and a session opened on it.
 struct Bench {
     explicit Bench(std::uint32_t baud) {
@@ -68,11 +101,6 @@ struct Bench {
     }
     ~Bench() {
         if (icdev > 1) device_close(icdev);
-    }
-    std::int16_t exchange(std::uint32_t& length, std::array<std::uint8_t, kReplyRoom>& reply) {
-        const std::array<std::uint8_t, 2> command{0x32, 0x50};
-        const vnr::core::LibraryGuard guard;
-        return vnr::core::send_cmd_vn3x(icdev, 2, command.data(), &length, reply);
     }
 
     vnr::test::TempPrefix prefix;
@@ -95,7 +123,7 @@ void SplitReplyAt115200(benchmark::State& state) {
         std::uint32_t length = 0;
         const std::uint64_t reads_before = thread_read_calls();
         const auto start = std::chrono::steady_clock::now();
-        const std::int16_t status = bench.exchange(length, reply);
+        const std::int16_t status = exchange_32_50(bench.icdev, length, reply);
         const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         reads += thread_read_calls() - reads_before;
         if (status != VNR_OK || length != kReplyData) {
@@ -121,25 +149,7 @@ void WaitForSilentReader(benchmark::State& state) {
         return;
     }
     bench.reader->inject(vnrsim::Fault::silence, vnrsim::Times::always);
-    std::array<std::uint8_t, kReplyRoom> reply{};
-    double cpu = 0, wall = 0;
-    for (auto _ : state) {
-        std::uint32_t length = 0;
-        vnr::core::set_comm_timeout(2000, 0);
-        const double cpu_before = thread_cpu_seconds();
-        const auto start = std::chrono::steady_clock::now();
-        const std::int16_t status = bench.exchange(length, reply);
-        wall += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-        cpu += thread_cpu_seconds() - cpu_before;
-        if (status != VNR_E_NO_REPLY) {
-            state.SkipWithError("the silent reader answered");
-            return;
-        }
-    }
-    const double waits = static_cast<double>(state.iterations());
-    state.counters["wait_ms"] = wall / waits * 1e3;
-    state.counters["cpu_ms"] = cpu / waits * 1e3;
-    state.counters["cpu_share"] = cpu / wall;
+    measure_silent_wait(state, bench.icdev, 2000);
 }
 BENCHMARK(WaitForSilentReader)->Unit(benchmark::kMillisecond)->Iterations(2);
 
@@ -153,11 +163,6 @@ struct HidBench {
     }
     ~HidBench() {
         if (icdev > 1) device_close(icdev);
-    }
-    std::int16_t exchange(std::uint32_t& length, std::vector<std::uint8_t>& reply) {
-        const std::array<std::uint8_t, 2> command{0x32, 0x50};
-        const vnr::core::LibraryGuard guard;
-        return vnr::core::send_cmd_vn3x(icdev, 2, command.data(), &length, reply);
     }
 
     vnr::test::TempPrefix prefix;
@@ -175,25 +180,7 @@ void HidWaitForSilentReader(benchmark::State& state) {
         return;
     }
     bench.reader.inject(vnrsim::Fault::silence, vnrsim::Times::always);
-    std::vector<std::uint8_t> reply(100);
-    double cpu = 0, wall = 0;
-    for (auto _ : state) {
-        std::uint32_t length = 0;
-        vnr::core::set_comm_timeout(5000, 0);
-        const double cpu_before = thread_cpu_seconds();
-        const auto start = std::chrono::steady_clock::now();
-        const std::int16_t status = bench.exchange(length, reply);
-        wall += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-        cpu += thread_cpu_seconds() - cpu_before;
-        vnr::core::set_comm_timeout(2000, 0);
-        if (status != VNR_E_NO_REPLY) {
-            state.SkipWithError("the silent reader answered");
-            return;
-        }
-    }
-    state.counters["wait_ms"] = wall / static_cast<double>(state.iterations()) * 1e3;
-    state.counters["cpu_ms"] = cpu / static_cast<double>(state.iterations()) * 1e3;
-    state.counters["cpu_share"] = cpu / wall;
+    measure_silent_wait(state, bench.icdev, 5000);
 }
 BENCHMARK(HidWaitForSilentReader)->Unit(benchmark::kMillisecond)->Iterations(1);
 
@@ -207,7 +194,7 @@ void HidReadyToReturn(benchmark::State& state) {
     std::vector<double> latencies;
     for (auto _ : state) {
         std::uint32_t length = 0;
-        const std::int16_t status = bench.exchange(length, reply);
+        const std::int16_t status = exchange_32_50(bench.icdev, length, reply);
         const auto returned = std::chrono::steady_clock::now();
         const auto ready = bench.hid.last_report_ready();
         if (status != VNR_OK || !ready) {
@@ -240,7 +227,7 @@ void HidLongReply(benchmark::State& state) {
     for (auto _ : state) {
         std::uint32_t length = 0;
         const auto start = std::chrono::steady_clock::now();
-        const std::int16_t status = bench.exchange(length, reply);
+        const std::int16_t status = exchange_32_50(bench.icdev, length, reply);
         const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         if (status != VNR_OK || length != kData) {
             state.SkipWithError("the exchange failed");
