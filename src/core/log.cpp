@@ -142,8 +142,9 @@ void purge(std::string_view root) noexcept {
         std::string root_folder(root);
         if (!root_folder.empty() && root_folder.back() == '\\') root_folder.pop_back();
         const std::string native_root = platform::native_path(root_folder);
-        // The log root becomes the current directory and stays so; the removals below use bare names.
-        platform::set_current_directory(native_root);
+        // The log root becomes the current directory and stays so; the removals below use bare names,
+        // unless the change failed: then a bare name could name a folder somewhere else.
+        const bool inside_root = platform::set_current_directory(native_root);
         std::vector<platform::DirectoryEntry> entries;
         if (!platform::list_directory(native_root, entries)) return;
         for (const platform::DirectoryEntry& entry : entries) {
@@ -157,7 +158,7 @@ void purge(std::string_view root) noexcept {
                 if (path.size() >= kPurgePathRoom) continue;
                 platform::remove_file(platform::native_path(path));  // a subfolder stays, and so does its parent
             }
-            platform::remove_directory(entry.name);
+            platform::remove_directory(inside_root ? entry.name : platform::native_path(folder));
         }
     } catch (...) {
     }
