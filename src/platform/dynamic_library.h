@@ -29,6 +29,9 @@ private:
     void* handle_ = nullptr;
 };
 
+// The file name of the shared library called `base`: "lib<base>.so" on Linux, "<base>.dll" on Windows.
+std::string shared_library_name(const std::string& base);
+
 // The folder holding the module (shared library or program) that contains this code, with a trailing
 // separator; empty when it cannot be told.
 std::string this_module_folder();

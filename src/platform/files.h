@@ -47,4 +47,18 @@ bool set_current_directory(const std::string& path) noexcept;
 enum class WriteMode { text, binary };
 bool append_file(const std::string& path, const char* data, std::size_t size, WriteMode mode) noexcept;
 
+// Creates the file `path`, or empties an existing one, and writes `size` bytes to it; others may read
+// it meanwhile. False when it cannot be created or written.
+bool write_file(const std::string& path, const void* data, std::size_t size) noexcept;
+
+// Reads at most `limit` bytes from the start of the file `path` into `data`. False when the file
+// cannot be opened or read.
+bool read_file(const std::string& path, std::size_t limit, std::vector<unsigned char>& data);
+
+// Copies the file `from` to `to`, replacing `to`. Copying a file onto itself changes nothing.
+bool copy_file(const std::string& from, const std::string& to) noexcept;
+
+// Moves the file `from` to `to`, replacing `to`; between file systems by copying and deleting.
+bool move_file(const std::string& from, const std::string& to) noexcept;
+
 }  // namespace vnr::platform

@@ -11,8 +11,16 @@
 namespace vnr::platform {
 
 // The native form of a path given in Windows form. A relative path keeps its relative form with the
-// separators made native.
+// separators made native. On Linux a GBK name becomes the UTF-8 name that the file system shows.
 std::string native_path(std::string_view windows_path);
+
+// True for a path that is already native and absolute: one that starts with "/" on Linux. Never on
+// Windows, where every path is taken in Windows form.
+bool is_native_absolute(std::string_view path) noexcept;
+
+// Creates the folder that stands for the drive of `windows_path` when it is missing, so that a file
+// can be created at the top of a drive. Nothing to do on Windows, or for a path without a drive.
+void prepare_drive(std::string_view windows_path) noexcept;
 
 // The native folder that stands for the drive of `windows_path` ("D:" for "D:\VNlog"), or an empty
 // string when the path names no drive. On Windows this is "D:\".

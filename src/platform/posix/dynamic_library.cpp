@@ -26,6 +26,8 @@ void* DynamicLibrary::symbol(const char* name) const noexcept {
     return handle_ != nullptr ? ::dlsym(handle_, name) : nullptr;
 }
 
+std::string shared_library_name(const std::string& base) { return "lib" + base + ".so"; }
+
 std::string this_module_folder() {
     Dl_info info{};
     if (::dladdr(reinterpret_cast<void*>(&this_module_folder), &info) == 0 || info.dli_fname == nullptr) return {};

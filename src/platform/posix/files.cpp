@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <memory>
 
+#include "platform/posix/unique_fd.h"
+
 namespace vnr::platform {
 
 bool path_exists(const std::string& path) noexcept {
@@ -72,6 +74,82 @@ bool append_file(const std::string& path, const char* data, std::size_t size, Wr
         size -= static_cast<std::size_t>(count);
     }
     return ::close(fd) == 0 && written;
+}
+
+namespace {
+
+bool write_all(int fd, const unsigned char* data, std::size_t size) noexcept {
+    while (size > 0) {
+        const ssize_t count = ::write(fd, data, size);
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return false;
+        data += count;
+        size -= static_cast<std::size_t>(count);
+    }
+    return true;
+}
+
+}  // namespace
+
+bool write_file(const std::string& path, const void* data, std::size_t size) noexcept {
+    UniqueFd fd{::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)};
+    if (!fd) return false;
+    const bool written = write_all(fd.get(), static_cast<const unsigned char*>(data), size);
+    return ::close(fd.release()) == 0 && written;
+}
+
+bool read_file(const std::string& path, std::size_t limit, std::vector<unsigned char>& data) {
+    UniqueFd fd{::open(path.c_str(), O_RDONLY | O_CLOEXEC)};
+    data.clear();
+    if (!fd) return false;
+    struct stat info{};
+    if (::fstat(fd.get(), &info) != 0 || S_ISDIR(info.st_mode)) return false;
+    data.resize(limit);
+    std::size_t got = 0;
+    while (got < limit) {
+        const ssize_t count = ::read(fd.get(), data.data() + got, limit - got);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) {
+            data.clear();
+            return false;
+        }
+        if (count == 0) break;
+        got += static_cast<std::size_t>(count);
+    }
+    data.resize(got);
+    return true;
+}
+
+bool copy_file(const std::string& from, const std::string& to) noexcept {
+    try {
+        struct stat source{};
+        struct stat target{};
+        if (::stat(from.c_str(), &source) != 0 || !S_ISREG(source.st_mode)) return false;
+        // The same file under two names: truncating the target would destroy the source.
+        if (::stat(to.c_str(), &target) == 0 && target.st_dev == source.st_dev && target.st_ino == source.st_ino)
+            return true;
+        UniqueFd in{::open(from.c_str(), O_RDONLY | O_CLOEXEC)};
+        if (!in) return false;
+        UniqueFd out{::open(to.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)};
+        if (!out) return false;
+        std::vector<unsigned char> chunk(64 * 1024);
+        for (;;) {
+            const ssize_t count = ::read(in.get(), chunk.data(), chunk.size());
+            if (count < 0 && errno == EINTR) continue;
+            if (count < 0) return false;
+            if (count == 0) break;
+            if (!write_all(out.get(), chunk.data(), static_cast<std::size_t>(count))) return false;
+        }
+        return ::close(out.release()) == 0;
+    } catch (...) {
+        return false;  // out of memory for the chunk
+    }
+}
+
+bool move_file(const std::string& from, const std::string& to) noexcept {
+    if (::rename(from.c_str(), to.c_str()) == 0) return true;
+    if (errno != EXDEV) return false;
+    return copy_file(from, to) && ::unlink(from.c_str()) == 0;
 }
 
 }  // namespace vnr::platform

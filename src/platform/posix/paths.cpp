@@ -2,6 +2,9 @@
 // $VNR32_PREFIX (default $HOME/.vnr32).
 #include "platform/paths.h"
 
+#include "platform/files.h"
+#include "platform/text.h"
+
 #include <sys/stat.h>
 
 #include <cctype>
@@ -21,8 +24,21 @@ bool has_drive(std::string_view path) {
     return path.size() >= 2 && std::isalpha(static_cast<unsigned char>(path[0])) && path[1] == ':';
 }
 
+// The UTF-8 form of a GBK name, which is what a Linux file system shows; a name that is no GBK text
+// (or plain ASCII) stays as its bytes. Converting first also keeps a GBK trail byte 0x5C, which looks
+// like a backslash, from being taken for a separator below.
+std::string utf8_name(std::string_view path) {
+    bool ascii = true;
+    for (const char c : path) ascii = ascii && static_cast<unsigned char>(c) < 0x80;
+    if (ascii) return std::string(path);
+    std::string utf8;
+    static constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
+    if (!gbk_to_utf8(path, utf8) || utf8.find(kReplacement) != std::string::npos) return std::string(path);
+    return utf8;
+}
+
 std::string with_slashes(std::string_view path) {
-    std::string native(path);
+    std::string native = utf8_name(path);
     for (char& c : native)
         if (c == '\\') c = '/';
     return native;
@@ -41,6 +57,17 @@ std::string native_path(std::string_view windows_path) {
     std::string rest = with_slashes(windows_path.substr(2));
     if (!rest.empty() && rest.front() != '/') rest.insert(rest.begin(), '/');
     return drive_root(windows_path) + rest;
+}
+
+bool is_native_absolute(std::string_view path) noexcept { return !path.empty() && path.front() == '/'; }
+
+void prepare_drive(std::string_view windows_path) noexcept {
+    try {
+        const std::string root = drive_root(windows_path);
+        if (!root.empty() && !is_directory(root)) make_directory_path(root);
+    } catch (...) {
+        // Out of memory: the file that needed the drive will fail to be created, and says so.
+    }
 }
 
 std::string serial_port_name(unsigned index) {

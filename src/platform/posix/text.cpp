@@ -26,9 +26,16 @@ bool convert(const char* to, const char* from, const char* input, std::size_t si
         output.append(chunk.data(), chunk.size() - out_left);
         if (result != static_cast<std::size_t>(-1)) break;
         if (errno == E2BIG) continue;
-        // EILSEQ or EINVAL: an unconvertible or broken character; replace it and step over one unit.
+        // EILSEQ or EINVAL: an unconvertible or broken character; replace it and step over it: one
+        // unit, or both units of a UTF-16 surrogate pair, which stand for one character.
         output += replacement;
-        const std::size_t step = in_left < unit ? in_left : unit;
+        std::size_t step = in_left < unit ? in_left : unit;
+        if (unit == 2 && in_left >= 4) {
+            const auto* at = reinterpret_cast<const unsigned char*>(in);
+            const unsigned first = at[0] | (at[1] << 8);
+            const unsigned second = at[2] | (at[3] << 8);
+            if (first >= 0xD800 && first < 0xDC00 && second >= 0xDC00 && second < 0xE000) step = 4;
+        }
         in += step;
         in_left -= step;
     }

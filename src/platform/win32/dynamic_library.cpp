@@ -37,6 +37,8 @@ void* DynamicLibrary::symbol(const char* name) const noexcept {
     return reinterpret_cast<void*>(::GetProcAddress(module_of(handle_), name));
 }
 
+std::string shared_library_name(const std::string& base) { return base + ".dll"; }
+
 std::string this_module_folder() {
     // The module that holds this function is the DLL when the library is a DLL, the program when it
     // is linked into one. Looking it up leaves its reference count alone.

@@ -99,4 +99,44 @@ bool append_file(const std::string& path, const char* data, std::size_t size, Wr
     }
 }
 
+bool write_file(const std::string& path, const void* data, std::size_t size) noexcept {
+    if (size > std::numeric_limits<DWORD>::max()) return false;
+    UniqueFileHandle file{::CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
+                                        FILE_ATTRIBUTE_NORMAL, nullptr)};
+    if (!file) return false;
+    DWORD written = 0;
+    const bool wrote = size == 0 || (::WriteFile(file.get(), data, static_cast<DWORD>(size), &written, nullptr) != FALSE &&
+                                     written == size);
+    return file.close() && wrote;
+}
+
+bool read_file(const std::string& path, std::size_t limit, std::vector<unsigned char>& data) {
+    data.clear();
+    if (limit > std::numeric_limits<DWORD>::max()) return false;
+    UniqueFileHandle file{::CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                        OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)};
+    if (!file) return false;
+    data.resize(limit);
+    std::size_t got = 0;
+    while (got < limit) {
+        DWORD count = 0;
+        if (::ReadFile(file.get(), data.data() + got, static_cast<DWORD>(limit - got), &count, nullptr) == FALSE) {
+            data.clear();
+            return false;
+        }
+        if (count == 0) break;
+        got += count;
+    }
+    data.resize(got);
+    return true;
+}
+
+bool copy_file(const std::string& from, const std::string& to) noexcept {
+    return ::CopyFileA(from.c_str(), to.c_str(), FALSE) != FALSE;
+}
+
+bool move_file(const std::string& from, const std::string& to) noexcept {
+    return ::MoveFileExA(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED) != FALSE;
+}
+
 }  // namespace vnr::platform

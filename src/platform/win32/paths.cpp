@@ -19,6 +19,10 @@ std::string drive_root(std::string_view windows_path) {
     return std::string(windows_path.substr(0, 2)) + "\\";
 }
 
+bool is_native_absolute(std::string_view) noexcept { return false; }
+
+void prepare_drive(std::string_view) noexcept {}
+
 std::string serial_port_name(unsigned index) {
     const std::string name = "COM" + std::to_string(index + 1);
     return index <= kLastPlainPortIndex ? name : "\\\\.\\" + name;
