@@ -50,7 +50,27 @@
 #define VNR_E_END_BYTE        (-35)   /* the received frame does not end with the end byte, or its
                                          declared length cannot be taken */
 #define VNR_E_CHECK_BYTE      (-36)   /* the received frame's check byte is wrong */
-#define VNR_E_BAD_ARGUMENT    (-37)   /* an argument is out of its bounds */
+#define VNR_E_BAD_ARGUMENT    (-37)   /* an argument is out of its bounds; also a photo folder and file
+                                         name that together would not fit a 260-byte path */
+#define VNR_E_FIELD_INDEX     (-49)   /* IDCard_GetCardInfo: field index outside 0 to 20 */
+#define VNR_E_CARD_STATUS     (-50)   /* the identity card module's status triple is not success */
+#define VNR_E_FIND_STATUS     (-80)   /* IDCard_Find: the module did not answer 00 00 9F */
+#define VNR_E_PHOTO_PATH     (-100)   /* a photo file path cannot be prepared */
+
+/* Results of a photo save (the decoder's status mapped when no bitmap was written):
+ *   -2 the decoder could not be loaded or called, -3 decoding failed, -4 the file name has no .wlt
+ *   suffix, -5 the .wlt file cannot be opened, -6 the .wlt file's format is wrong, -8 the decoder
+ *   reported a device error, -9 any other failure. */
+#define VNR_E_PHOTO_DECODER    (-2)
+#define VNR_E_PHOTO_DECODE     (-3)
+#define VNR_E_PHOTO_SUFFIX     (-4)
+#define VNR_E_PHOTO_OPEN       (-5)
+#define VNR_E_PHOTO_FORMAT     (-6)
+#define VNR_E_PHOTO_DEVICE     (-8)
+#define VNR_E_PHOTO_OTHER      (-9)
+
+/* A reply of the identity card module whose declared lengths reach past the bytes received, or past
+ * the buffer they are read into, is refused with VNR_E_END_BYTE: its declared length cannot be taken. */
 
 #ifdef __cplusplus
 extern "C" {
@@ -85,6 +105,155 @@ VNR_API int16_t VNR_CALL device_version(int32_t icdev, uint8_t module, uint8_t* 
 /* Serial link only: resizes the port's queues to 1024 bytes and sets longer port time-outs (100 ms
  * between bytes, 5000 ms for a read or a write). Returns 0 when the port took them, else 1. */
 VNR_API int16_t VNR_CALL ReSetupComm(int32_t icdev);
+
+/* ---- Encoders: no reader, no argument checks; the caller's buffers must be large enough --------- */
+
+/* Each of `count` bytes as two upper-case hexadecimal digits, then a terminating zero: `dst` takes
+ * 2*count+1 bytes. Returns 0. */
+VNR_API int16_t VNR_CALL hex_asc(const uint8_t* src, char* dst, uint32_t count);
+
+/* `count` bytes from 2*count hexadecimal digits (either case), then a terminating zero. Returns 0, or
+ * VNR_E_GENERAL at the first character that is not a digit, with the bytes done so far in `dst` and
+ * no terminator. */
+VNR_API int16_t VNR_CALL asc_hex(const char* src, uint8_t* dst, uint32_t count);
+
+/* As asc_hex, each pair read as 10*first+second, the digits A to F counting 10 to 15 ("12" gives 12,
+ * "1F" gives 25). */
+VNR_API int16_t VNR_CALL asc_dec(const char* src, uint8_t* dst, uint32_t count);
+
+/* Base64 (RFC 4648, with padding) of `count` bytes; no terminator is written. Returns the number of
+ * characters plus one. */
+VNR_API int32_t VNR_CALL hex_base64(const uint8_t* src, char* dst, uint32_t count);
+
+/* Three bytes for each whole group of four characters among the first `count` (up to three left-over
+ * characters are ignored). A character outside the alphabet, the pad '=' included, counts as 0, so
+ * padding gives zero bytes. No terminator. Returns 3*groups+1. */
+VNR_API int32_t VNR_CALL base64_hex(const char* src, uint8_t* dst, uint32_t count);
+
+/* ---- Identity card: the module's commands --------------------------------------------------------
+ * The reply of the module (module_reply): length (2 bytes, big-endian, the whole reply), SW1 SW2 SW3,
+ * then data. A read's data: text_len (2), photo_len (2), [fingerprint_len (2) for the D0 04 and D0 07
+ * reads], the 256-byte text block, the photo (WLT data), [the fingerprint data]. */
+
+/* Find a card (D0 01), select it (D0 02), read its added information (D0 05) or its management
+ * information (D0 06). On success `data` gets length-5 bytes of the reply's data and *len their count.
+ * Another triple gives VNR_E_FIND_STATUS (IDCard_Find) or SW3 as a number from 0 to 255. */
+VNR_API int16_t VNR_CALL IDCard_Find(int32_t icdev, uint32_t* len, uint8_t* data);
+VNR_API int16_t VNR_CALL IDCard_Selet(int32_t icdev, uint32_t* len, uint8_t* data);
+VNR_API int16_t VNR_CALL IDCard_ReadAdded(int32_t icdev, uint32_t* len, uint8_t* data);
+VNR_API int16_t VNR_CALL IDCard_ReadManage(int32_t icdev, uint32_t* len, uint8_t* data);
+
+/* Reads text and photo (32 50) and hands over the whole reply, at most 2000 bytes, with its length in
+ * *len, also when the triple is not success (then VNR_E_CARD_STATUS). */
+VNR_API int16_t VNR_CALL IDCard_Read(int32_t icdev, uint32_t* len, uint8_t* data);
+
+/* The module's id (32 51), at most 100 bytes as they came; *len gets the count. */
+VNR_API int16_t VNR_CALL IDCard_GetModeID(int32_t icdev, uint8_t* len, uint8_t* data);
+
+/* The card's id (32 52), at most 100 bytes as they came; *len gets the count. */
+VNR_API int16_t VNR_CALL IDCard_Read_IDNUM(int32_t icdev, uint32_t* len, uint8_t* buf);
+
+/* Reads text and photo (D0 03) into `buf`, which must hold 1289 bytes, fills the identity record and
+ * saves the photo as zp.bmp below the photo folder. The message (GBK, no terminator) is laid over the
+ * head of `buf`; *len gets the reply's length field. Returns the photo save's status, or
+ * VNR_E_CARD_STATUS. */
+VNR_API int16_t VNR_CALL IDCard_Read_P_W(int32_t icdev, uint32_t* len, uint8_t* buf);
+
+/* As IDCard_Read_P_W with fingerprint data (D0 04); `buf` must hold 2315 bytes. */
+VNR_API int16_t VNR_CALL IDCard_Read_P_W_F(int32_t icdev, uint32_t* len, uint8_t* buf);
+
+/* ---- Identity card: the record of the last card read ----------------------------------------------
+ * The converters take one UTF-16LE field ending in a zero unit and write its GBK text to `out`, with
+ * no terminator (zero-fill `out` first): Name 30 bytes, Sex 6 (a name from the sex table), Nation 18
+ * (a name from the nation table), Birthday 8, Address 70, IDNumber 18, IssueDepartment 30,
+ * ValidFromDate 8, ValidExpiryDate 8, Reserve 36. Padded fields end at their first two spaces in a
+ * row. A character that GBK lacks becomes '?'. All return 0 but IDCard_Nation, which returns
+ * VNR_E_GENERAL when the field holds no two digits. */
+VNR_API int16_t VNR_CALL IDCard_Name(const uint8_t* wide, char* out);
+VNR_API int16_t VNR_CALL IDCard_Sex(const uint8_t* wide, char* out);
+VNR_API int16_t VNR_CALL IDCard_Nation(const uint8_t* wide, char* out);
+VNR_API int16_t VNR_CALL IDCard_Birthday(const uint8_t* wide, char* out);
+VNR_API int16_t VNR_CALL IDCard_Address(const uint8_t* wide, char* out);
+VNR_API int16_t VNR_CALL IDCard_IDNumber(const uint8_t* wide, char* out);
+VNR_API int16_t VNR_CALL IDCard_IssueDepartment(const uint8_t* wide, char* out);
+VNR_API int16_t VNR_CALL IDCard_ValidFromDate(const uint8_t* wide, char* out);
+VNR_API int16_t VNR_CALL IDCard_ValidExpiryDate(const uint8_t* wide, char* out);
+VNR_API int16_t VNR_CALL IDCard_Reserve(const uint8_t* wide, char* out);
+
+/* One field of the last card read, as the converters give it: 0 Name to 9 Reserve, 10 the photo file
+ * name (260 bytes), 12 the fingerprint data (1024 bytes), 13 its length (2 bytes, high first); 11 and
+ * 14 to 20 write nothing. Needs no reader (`icdev` is not used). Returns 0 or VNR_E_FIELD_INDEX. */
+VNR_API int16_t VNR_CALL IDCard_GetCardInfo(int32_t icdev, int32_t field, char* out);
+
+/* ---- Identity card: one call reads a card --------------------------------------------------------
+ * `errtext` gets a GBK message (21 bytes hold the longest); most messages carry no terminator, so
+ * zero-fill it first. */
+
+/* Reads the text into the record; no photo is saved. */
+VNR_API int16_t VNR_CALL IDCard_ReadCard(int32_t icdev, char* errtext);
+
+/* Reads the text into the record and writes the photo to `lpInPhoneSaveFile` (a full path holding
+ * ".bmp", at most 254 bytes; empty or NULL: no photo). VNR_E_PHOTO_PATH when that path is not usable. */
+VNR_API int32_t VNR_CALL IDCard_ReadCard_Extra(int32_t icdev, const char* lpInPhoneSaveFile, char* errtext);
+
+/* Reads the card into ten buffers of the caller (sizes as the converters), saves the photo under the
+ * photo folder and name and gives the file's Base64 text in `photo_base64` (at most 87384 characters,
+ * no terminator) with the converter's result in *photo_base64_len. `save_mode` 0 deletes the file
+ * afterwards, 2 names it after the card's number, any other value keeps it under the set name. */
+VNR_API int16_t VNR_CALL IDCard_ReadCard_Ex(int32_t icdev, char* name, char* sex, char* nation, char* birthday,
+                                            char* address, char* id_number, char* department, char* valid_from,
+                                            char* valid_to, char* reserve, int32_t save_mode, char* photo_base64,
+                                            int32_t* photo_base64_len, char* errtext);
+
+/* Reads the card into the record, writes the photo's WLT data to `folder`\XP.wlt (empty folder: C:\)
+ * and, when `decode` is not 0, the bitmap zp.bmp beside it, and the text block to `folder`\wz.txt
+ * (empty folder: D:\). */
+VNR_API int16_t VNR_CALL IDCard_ReadCard_ExTwo(int32_t icdev, int32_t decode, const char* folder, char* errtext);
+
+/* Reads text, photo and fingerprint data (D0 07) into the record; the photo goes to zp.bmp below the
+ * photo folder. */
+VNR_API int32_t VNR_CALL IDCard_ReadCard_finger(int32_t icdev, char* errtext);
+
+/* Reads a resident or a foreign permanent resident card (*is_foreign 0 or 1) and writes all fields to
+ * `line` (3096 bytes hold the longest), each followed by '|', the fingerprint data last as hexadecimal
+ * text; `with_fingerprint` 1 reads it (D0 07), any other value does not (32 50). The photo goes to
+ * `lpInPhoneSaveFile` as with IDCard_ReadCard_Extra; `line` is written only when all succeeded. The
+ * record of the last card read is not touched. */
+VNR_API int16_t VNR_CALL IDCard_ReadCard_Foreign(int32_t icdev, const char* lpInPhoneSaveFile, uint32_t* is_foreign,
+                                                 char* line, int32_t with_fingerprint);
+
+/* ---- Identity card: the photo store --------------------------------------------------------------
+ * Paths are GBK. On Windows they are used as they stand. On Linux a drive path "X:\a\b" means
+ * $VNR32_PREFIX/drive_x/a/b, and a path that begins with '/' is a native one; see the README. The
+ * folder starts as "c:\" and the name as "zp". */
+
+/* Sets the photo folder (1 to 250 bytes; a '\' is added at the end when missing, and it must then be
+ * at most 248 bytes). VNR_E_BAD_ARGUMENT for a bad length, or when the folder with the photo name and
+ * an extension would not fit 260 bytes; VNR_E_GENERAL for a folder name that the file system refuses. */
+VNR_API int16_t VNR_CALL IDCard_SetPhotoPath(const char* path);
+
+/* Sets the photo file name, without extension (1 to 250 bytes, no leading space, none of ?:\*"/<>|).
+ * VNR_E_GENERAL when refused; VNR_E_BAD_ARGUMENT when the photo folder with it would not fit. */
+VNR_API int16_t VNR_CALL IDCard_SetPhotoName(const char* name);
+
+/* Writes `photo_len` bytes of WLT data to <folder><name>.wlt, decodes it to <folder><name>.bmp and
+ * copies that to `copy_to`. Returns 0 or a photo save status. */
+VNR_API int16_t VNR_CALL IDCard_PhotoSave_Ex(const uint8_t* photo, int32_t photo_len, const char* copy_to);
+
+/* Copies the path of the last photo file, with its terminator, to `file` (260 bytes). */
+VNR_API void VNR_CALL IDCard_GetPhotoFile(char* file);
+
+/* Deletes the photo files of the last read. Returns 0. */
+VNR_API int16_t VNR_CALL delete_all_photofile(void);
+
+/* Decodes an existing .wlt file to the bitmap of the same name (its last four characters replaced by
+ * ".bmp"). `message` gets a GBK text with its terminator (33 bytes hold the longest). Returns 0,
+ * VNR_E_GENERAL for a refused path, or a photo save status. */
+VNR_API int16_t VNR_CALL iWlttoBmp(const char* wlt_file, char* message);
+
+/* The Base64 text of the file's first 65536 bytes (at most 87384 characters, no terminator). Returns
+ * the number of characters plus one, -1 when the file cannot be opened, -2 when it is empty. */
+VNR_API int32_t VNR_CALL GetFileBase64Buffer(const char* file, char* base64);
 
 #ifdef __cplusplus
 }
