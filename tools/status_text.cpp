@@ -26,6 +26,17 @@ const char* words(long status) {
         case VNR_E_END_BYTE: return "the reader's frame is malformed (end byte or length)";
         case VNR_E_CHECK_BYTE: return "the reader's frame has a wrong check byte";
         case VNR_E_BAD_ARGUMENT: return "an argument is out of its bounds";
+        case VNR_E_FIELD_INDEX: return "no such field of the identity record";
+        case VNR_E_CARD_STATUS: return "the identity card module reported a failure (no card on the reader?)";
+        case VNR_E_FIND_STATUS: return "no identity card found";
+        case VNR_E_PHOTO_PATH: return "the photo file path is not usable (a full path holding .bmp is needed)";
+        case VNR_E_PHOTO_DECODER: return "the photo decoder (GetInfo) could not be loaded or called";
+        case VNR_E_PHOTO_DECODE: return "the photo could not be decoded";
+        case VNR_E_PHOTO_SUFFIX: return "the photo decoder refused the file name";
+        case VNR_E_PHOTO_OPEN: return "the photo decoder could not open the .wlt file";
+        case VNR_E_PHOTO_FORMAT: return "the photo data is not in a format the decoder knows";
+        case VNR_E_PHOTO_DEVICE: return "the photo decoder reported a device error";
+        case VNR_E_PHOTO_OTHER: return "the photo could not be saved";
         default: return nullptr;
     }
 }

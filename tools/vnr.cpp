@@ -3,7 +3,11 @@
 //
 //   vnr info [--port USB|COMn] [--baud N]   open the reader, print its version texts, close it
 //   vnr list [--all]                         the USB HID readers found (path, ids, report length)
+//   vnr idcard [...]                         read an identity card and print its fields
+//   vnr wlt encode|decode ...                pack a portrait into the card's photo format, or decode one
 #include "platform/hid_device.h"
+#include "idcard_command.h"
+#include "open_options.h"
 #include "platform/text.h"
 #include "status_text.h"
 #include "utf8_output.h"
@@ -18,13 +22,17 @@
 
 namespace {
 
+using vnr::tool::OpenOptions;
+
 constexpr std::size_t kVersionSize = 100;
-constexpr int32_t kDefaultBaud = 115200;
 
 void usage(std::FILE* out) {
     std::fputs(
         "usage: vnr info [--port USB|COMn] [--baud N]\n"
         "       vnr list [--all]\n"
+        "       vnr idcard [--photo FILE.bmp] [--json] [--fingerprint] [--wait SECONDS] [--port ...] [--baud N]\n"
+        "       vnr wlt encode PORTRAIT.bmp OUT.wlt\n"
+        "       vnr wlt decode IN.wlt\n"
         "\n"
         "  info     open the reader, print the version of the reader and of its contactless\n"
         "           module, and close it\n"
@@ -36,57 +44,28 @@ void usage(std::FILE* out) {
         "  list     the USB HID readers found: path, vendor and product ids, feature report length;\n"
         "           --all lists every HID interface\n"
         "\n"
+        "  idcard   wait for an identity card (resident or foreign permanent resident), read it and\n"
+        "           print its fields; Ctrl-C stops the wait\n"
+        "           --photo        save the card's photo as this bitmap (default: not kept)\n"
+        "           --json         print the fields as one JSON object\n"
+        "           --fingerprint  read the fingerprint data too\n"
+        "           --wait         give up after this many seconds (default: wait until a card comes)\n"
+        "\n"
+        "  wlt      encode: pack a portrait bitmap (scaled to 102x126) into at most 1024 bytes of the\n"
+        "           card's photo format; decode: turn a .wlt file into the .bmp beside it through the\n"
+        "           library and its photo decoder\n"
+        "\n"
         "On Linux, COMn is $VNR32_PREFIX/dosdevices/comn when that exists (VNR32_PREFIX defaults to\n"
         "$HOME/.vnr32), else /dev/ttyS(n-1).\n",
         out);
 }
 
-struct Options {
-    std::string port;  // empty: device_open's own search
-    int com = 0;       // with a COMn port: n
-    int32_t baud = kDefaultBaud;
-};
-
-// Checks --port: "USB" (any case, anything behind it, as the library takes it) or COM1 to COM32.
-bool parse_port(Options& options) {
-    const std::string prefix = options.port.substr(0, 3);
-    if (prefix == "COM" || prefix == "com") {
-        char* end = nullptr;
-        const long number = std::strtol(options.port.c_str() + 3, &end, 10);
-        if (options.port.size() == 3 || *end != '\0' || number < 1 || number > 32) {
-            std::fprintf(stderr, "vnr: %s is not a port from COM1 to COM32\n", options.port.c_str());
-            return false;
-        }
-        options.com = static_cast<int>(number);
-        return true;
-    }
-    if (prefix != "USB" && prefix != "usb") {
-        std::fprintf(stderr, "vnr: --port takes USB or COM1 to COM32, not '%s'\n", options.port.c_str());
-        return false;
-    }
-    return true;
-}
-
 // Parses the options behind the verb; prints the problem and returns false on a mistake.
-bool parse(int argc, char** argv, Options& options) {
+bool parse(int argc, char** argv, OpenOptions& options) {
     for (int i = 2; i < argc; ++i) {
-        const std::string_view arg = argv[i];
-        if ((arg == "--port" || arg == "--baud") && i + 1 >= argc) {
-            std::fprintf(stderr, "vnr: %s needs a value\n", argv[i]);
-            return false;
-        }
-        if (arg == "--port") {
-            options.port = argv[++i];
-            if (!parse_port(options)) return false;
-        } else if (arg == "--baud") {
-            char* end = nullptr;
-            const long baud = std::strtol(argv[++i], &end, 10);
-            if (end == argv[i] || *end != '\0' || baud <= 0 || baud > 0x7FFFFFFF) {
-                std::fprintf(stderr, "vnr: --baud takes a number, not '%s'\n", argv[i]);
-                return false;
-            }
-            options.baud = static_cast<int32_t>(baud);
-        } else {
+        const int taken = vnr::tool::take_open_option(argc, argv, i, options);
+        if (taken < 0) return false;
+        if (taken == 0) {
             std::fprintf(stderr, "vnr: unknown option '%s'\n", argv[i]);
             return false;
         }
@@ -94,29 +73,9 @@ bool parse(int argc, char** argv, Options& options) {
     return true;
 }
 
-// Opens as the options say. Returns the handle or the failure result (0 or a negative code).
-int32_t open_reader(const Options& options) {
-    if (options.port.empty()) return device_open(0, options.baud);
-    if (options.com > 0) return device_open_name("COM", static_cast<int16_t>(options.com - 1), options.baud);
-    return device_open_name(options.port.c_str(), 0, options.baud);
-}
-
-// Why an open that gave 0 found no reader, in the terms of the road it took.
-const char* nothing_found(const Options& options) {
-    if (options.com > 0) return "the port opened, but no reader answered on it";
-    if (!options.port.empty()) return "no USB reader answered";
-    return "no USB reader answered, and COM1 opened but no reader answered on it";
-}
-
-int info(const Options& options) {
-    const int32_t handle = open_reader(options);
-    if (handle <= 1) {
-        if (handle == 0)
-            std::fprintf(stderr, "vnr: no reader (0): %s\n", nothing_found(options));
-        else
-            std::fprintf(stderr, "vnr: cannot open the reader: %s\n", vnr::tool::explain_status(handle).c_str());
-        return 1;
-    }
+int info(const OpenOptions& options) {
+    const int32_t handle = vnr::tool::open_reader(options);
+    if (handle <= 1) return 1;
     int failures = 0;
     static const char* const kModules[] = {"reader", "contactless module"};
     for (uint8_t module = 0; module < 2; ++module) {
@@ -185,7 +144,9 @@ int main(int argc, char** argv) {
         }
         return list(all);
     }
-    Options options;
+    if (std::strcmp(argv[1], "idcard") == 0) return vnr::tool::idcard_command(argc - 2, argv + 2);
+    if (std::strcmp(argv[1], "wlt") == 0) return vnr::tool::wlt_command(argc - 2, argv + 2);
+    OpenOptions options;
     if (std::strcmp(argv[1], "info") != 0) {
         std::fprintf(stderr, "vnr: unknown command '%s'\n\n", argv[1]);
         usage(stderr);

@@ -1,0 +1,87 @@
+// tests/support/test_decoder.cpp: a photo decoder for tests, built as libGetInfo.so beside the test
+// programs, where the library looks for the decoder when the system's search finds none.
+//
+// GetBmp(path, mode) reads the file at `path`:
+//   - it cannot be opened: returns -3 and writes nothing;
+//   - it begins with "GetBmp:": the rest of its first line is a script of words, "status=N" (the result,
+//     default 1) and "bmp" (write the bitmap); e.g. "GetBmp: status=-1" or "GetBmp: status=7 bmp";
+//   - anything else: writes the bitmap and returns 1.
+// The bitmap is a 102 x 126 24-bit BMP of one grey, at `path` with its last four characters replaced
+// by ".bmp". When VNR_TEST_DECODER_CALLS names a file, each call appends "<mode> <path>\n" to it.
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr int kWidth = 102;
+constexpr int kHeight = 126;
+
+void put16(std::vector<unsigned char>& out, unsigned value) {
+    out.push_back(value & 0xFF);
+    out.push_back((value >> 8) & 0xFF);
+}
+void put32(std::vector<unsigned char>& out, unsigned value) {
+    put16(out, value & 0xFFFF);
+    put16(out, value >> 16);
+}
+
+bool write_bitmap(const std::string& path) {
+    const unsigned row = (kWidth * 3 + 3) & ~3u;
+    const unsigned pixels = row * kHeight;
+    std::vector<unsigned char> out;
+    out.push_back('B');
+    out.push_back('M');
+    put32(out, 54 + pixels);
+    put32(out, 0);
+    put32(out, 54);
+    put32(out, 40);
+    put32(out, kWidth);
+    put32(out, kHeight);
+    put16(out, 1);
+    put16(out, 24);
+    put32(out, 0);
+    put32(out, pixels);
+    put32(out, 2835);
+    put32(out, 2835);
+    put32(out, 0);
+    put32(out, 0);
+    out.resize(54 + pixels, 0x80);
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file.write(reinterpret_cast<const char*>(out.data()), static_cast<std::streamsize>(out.size()));
+    return static_cast<bool>(file);
+}
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) int32_t GetBmp(const char* path, int32_t mode) {
+    if (path == nullptr) return -3;
+    const std::string wlt = path;
+    if (const char* calls = std::getenv("VNR_TEST_DECODER_CALLS"); calls != nullptr && *calls != '\0') {
+        std::ofstream log(calls, std::ios::app);
+        log << mode << ' ' << wlt << '\n';
+    }
+    std::ifstream in(wlt, std::ios::binary);
+    if (!in) return -3;
+    std::string first_line;
+    std::getline(in, first_line);
+    const std::string bmp = (wlt.size() >= 4 ? wlt.substr(0, wlt.size() - 4) : wlt) + ".bmp";
+
+    static constexpr char kScript[] = "GetBmp:";
+    if (first_line.compare(0, sizeof kScript - 1, kScript) != 0) return write_bitmap(bmp) ? 1 : -1;
+    std::istringstream words(first_line.substr(sizeof kScript - 1));
+    int32_t status = 1;
+    bool bitmap = false;
+    for (std::string word; words >> word;) {
+        if (word == "bmp") bitmap = true;
+        else if (word.rfind("status=", 0) == 0) status = static_cast<int32_t>(std::strtol(word.c_str() + 7, nullptr, 10));
+    }
+    if (bitmap) write_bitmap(bmp);
+    return status;
+}
