@@ -4,7 +4,7 @@
 #include <fstream>
 #include <limits>
 
-#include "wlt/codec.h"
+#include "wlt/bmp.h"
 
 namespace wlt {
 namespace {
@@ -15,11 +15,11 @@ constexpr std::size_t kInfoHeaderSize = 40;
 constexpr std::uintmax_t kMaxFileSize = 64u * 1024 * 1024;
 constexpr std::int64_t kMaxSide = 32768;
 
-std::uint32_t get_u32(const std::vector<std::uint8_t>& b, std::size_t at) {
+std::uint32_t get_u32(std::span<const std::uint8_t> b, std::size_t at) {
     return static_cast<std::uint32_t>(b[at]) | static_cast<std::uint32_t>(b[at + 1]) << 8 |
            static_cast<std::uint32_t>(b[at + 2]) << 16 | static_cast<std::uint32_t>(b[at + 3]) << 24;
 }
-std::uint16_t get_u16(const std::vector<std::uint8_t>& b, std::size_t at) {
+std::uint16_t get_u16(std::span<const std::uint8_t> b, std::size_t at) {
     return static_cast<std::uint16_t>(b[at] | b[at + 1] << 8);
 }
 void put_u32(std::uint8_t* p, std::uint32_t v) {
@@ -44,10 +44,7 @@ std::optional<std::vector<std::uint8_t>> read_whole_file(const std::filesystem::
 
 }  // namespace
 
-std::optional<Image> read_bmp(const std::filesystem::path& path) {
-    const auto file = read_whole_file(path);
-    if (!file) return std::nullopt;
-    const std::vector<std::uint8_t>& b = *file;
+std::optional<Image> parse_bmp(std::span<const std::uint8_t> b) {
     if (b.size() < kFileHeaderSize + kInfoHeaderSize || b[0] != 'B' || b[1] != 'M') return std::nullopt;
 
     const std::uint32_t data_offset = get_u32(b, 10);
@@ -96,14 +93,14 @@ std::optional<Image> read_bmp(const std::filesystem::path& path) {
     return image;
 }
 
-bool write_bmp(const std::filesystem::path& path, const Image& image) {
+std::vector<std::uint8_t> bmp_file_bytes(const Image& image) {
     if (image.width <= 0 || image.height <= 0 || image.width > kMaxSide || image.height > kMaxSide ||
         image.rgb.size() != static_cast<std::size_t>(image.width) * image.height * 3)
-        return false;
+        return {};
     const std::size_t stride = (static_cast<std::size_t>(image.width) * 3 + 3) / 4 * 4;
     const std::size_t data_size = stride * static_cast<std::size_t>(image.height);
     const std::size_t header_size = kFileHeaderSize + kInfoHeaderSize;
-    if (header_size + data_size > std::numeric_limits<std::uint32_t>::max()) return false;
+    if (header_size + data_size > std::numeric_limits<std::uint32_t>::max()) return {};
 
     std::vector<std::uint8_t> bytes(header_size + data_size, 0);
     std::uint8_t* h = bytes.data();
@@ -129,7 +126,18 @@ bool write_bmp(const std::filesystem::path& path, const Image& image) {
             row[2] = in[0];
         }
     }
+    return bytes;
+}
 
+std::optional<Image> read_bmp(const std::filesystem::path& path) {
+    const auto file = read_whole_file(path);
+    if (!file) return std::nullopt;
+    return parse_bmp(*file);
+}
+
+bool write_bmp(const std::filesystem::path& path, const Image& image) {
+    const std::vector<std::uint8_t> bytes = bmp_file_bytes(image);
+    if (bytes.empty()) return false;
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     if (!out) return false;
     out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
