@@ -1,0 +1,234 @@
+// tests/getinfo/codec_test.cpp: the compact portrait format. Fidelity and size over a range of
+// synthetic portraits, the budget, and decoding of damaged and hostile input.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <random>
+#include <stdexcept>
+
+#include "wlt/codec.h"
+#include "wlt/portrait.h"
+
+namespace {
+
+using wlt::DecodeError;
+
+// CRC-16 as FORMAT.md states it, written apart from the codec's own.
+std::uint16_t format_crc(const std::vector<std::uint8_t>& bytes) {
+    std::uint16_t crc = 0xFFFF;
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        if (i == 9 || i == 10) continue;  // the CRC field itself
+        crc ^= static_cast<std::uint16_t>(bytes[i] << 8);
+        for (int b = 0; b < 8; ++b) crc = static_cast<std::uint16_t>(crc & 0x8000 ? (crc << 1) ^ 0x1021 : crc << 1);
+    }
+    return crc;
+}
+void set_crc(std::vector<std::uint8_t>& bytes) {
+    const std::uint16_t crc = format_crc(bytes);
+    bytes[9] = static_cast<std::uint8_t>(crc);
+    bytes[10] = static_cast<std::uint8_t>(crc >> 8);
+}
+
+DecodeError decode_error(const std::vector<std::uint8_t>& bytes) {
+    DecodeError error = DecodeError::none;
+    const auto image = wlt::decode(bytes, &error);
+    EXPECT_EQ(image.has_value(), error == DecodeError::none);
+    return error;
+}
+
+const std::vector<std::uint8_t>& sample_stream() {
+    static const std::vector<std::uint8_t> stream = wlt::encode(wlt::synthetic_portrait(7));
+    return stream;
+}
+
+TEST(Codec, PortraitsFitTheBlockAtGoodFidelity) {
+    constexpr unsigned kSeeds = 20;
+    double min_psnr = INFINITY, sum_psnr = 0;
+    std::size_t min_size = SIZE_MAX, max_size = 0;
+    for (unsigned seed = 1; seed <= kSeeds; ++seed) {
+        const wlt::Image source = wlt::synthetic_portrait(seed);
+        const auto bytes = wlt::encode(source);
+        ASSERT_LE(bytes.size(), wlt::kMaxEncodedSize) << "seed " << seed;
+        // The header tells the payload's length exactly: nothing is written beyond it.
+        ASSERT_EQ(bytes.size(), 11u + (bytes[7] | bytes[8] << 8)) << "seed " << seed;
+        ASSERT_EQ(format_crc(bytes), bytes[9] | bytes[10] << 8) << "seed " << seed;
+        const auto decoded = wlt::decode(bytes);
+        ASSERT_TRUE(decoded) << "seed " << seed;
+        ASSERT_EQ(decoded->width, wlt::kPortraitWidth);
+        ASSERT_EQ(decoded->height, wlt::kPortraitHeight);
+        const double p = wlt::psnr(source, *decoded);
+        EXPECT_GE(p, 24.0) << "seed " << seed;
+        min_psnr = std::min(min_psnr, p);
+        sum_psnr += p;
+        min_size = std::min(min_size, bytes.size());
+        max_size = std::max(max_size, bytes.size());
+    }
+    std::printf("[ PSNR     ] %u portraits: min %.2f dB, mean %.2f dB; %zu to %zu bytes\n", kSeeds, min_psnr,
+                sum_psnr / kSeeds, min_size, max_size);
+    RecordProperty("psnr_min", std::to_string(min_psnr));
+    RecordProperty("psnr_mean", std::to_string(sum_psnr / kSeeds));
+}
+
+TEST(Codec, EncodingIsRepeatable) {
+    const wlt::Image source = wlt::synthetic_portrait(7);
+    EXPECT_EQ(wlt::encode(source), sample_stream());
+}
+
+TEST(Codec, SmallerBudgetsAreHonouredAtLowerFidelity) {
+    const wlt::Image source = wlt::synthetic_portrait(3);
+    double previous = INFINITY;
+    for (std::size_t budget : {1024u, 700u, 400u, 200u}) {
+        const auto bytes = wlt::encode(source, budget);
+        EXPECT_LE(bytes.size(), budget);
+        EXPECT_GT(bytes.size(), budget * 9 / 10) << "the budget should be nearly used";
+        const auto decoded = wlt::decode(bytes);
+        ASSERT_TRUE(decoded);
+        const double p = wlt::psnr(source, *decoded);
+        EXPECT_LT(p, previous) << "budget " << budget;
+        previous = p;
+    }
+    // The photo block's room is the ceiling, whatever the caller asks for.
+    EXPECT_LE(wlt::encode(source, 5000).size(), wlt::kMaxEncodedSize);
+}
+
+TEST(Codec, EncodeRefusesWhatItCannotDo) {
+    const wlt::Image source = wlt::synthetic_portrait(3);
+    EXPECT_THROW(wlt::encode(source, 20), std::invalid_argument);
+    EXPECT_THROW(wlt::encode(wlt::resize(source, 100, 126)), std::invalid_argument);
+    wlt::Image short_pixels = source;
+    short_pixels.rgb.pop_back();
+    EXPECT_THROW(wlt::encode(short_pixels), std::invalid_argument);
+}
+
+TEST(Codec, PaddingAfterThePortraitIsIgnored) {
+    std::vector<std::uint8_t> padded = sample_stream();
+    padded.resize(wlt::kMaxEncodedSize, 0);
+    const auto a = wlt::decode(sample_stream());
+    const auto b = wlt::decode(padded);
+    ASSERT_TRUE(a && b);
+    EXPECT_EQ(a->rgb, b->rgb);
+}
+
+TEST(Codec, HeaderFieldsDecideTheVerdict) {
+    struct Case {
+        const char* what;
+        std::size_t offset;
+        std::uint8_t value;
+        DecodeError expected;
+    };
+    const Case cases[] = {
+        {"magic", 0, 'X', DecodeError::bad_format},        {"magic", 1, 'Q', DecodeError::bad_format},
+        {"version", 2, 2, DecodeError::bad_format},        {"width", 3, 101, DecodeError::bad_format},
+        {"height", 4, 125, DecodeError::bad_format},       {"luma quality", 5, 128, DecodeError::corrupt},
+        {"chroma quality", 6, 200, DecodeError::corrupt},  {"payload length", 8, 0x04, DecodeError::corrupt},
+    };
+    for (const Case& c : cases) {
+        std::vector<std::uint8_t> bytes = sample_stream();
+        bytes.resize(wlt::kMaxEncodedSize + 100, 0);  // room, so that only the field itself is wrong
+        bytes[c.offset] = c.value;
+        set_crc(bytes);
+        EXPECT_EQ(decode_error(bytes), c.expected) << c.what;
+    }
+    EXPECT_EQ(decode_error({}), DecodeError::bad_format);
+    EXPECT_EQ(decode_error({'B', 'M', 0x36, 0x98}), DecodeError::bad_format);
+}
+
+TEST(Codec, EveryTruncationIsRefused) {
+    const auto& full = sample_stream();
+    for (std::size_t n = 0; n < full.size(); ++n) {
+        const std::vector<std::uint8_t> cut(full.begin(), full.begin() + static_cast<std::ptrdiff_t>(n));
+        EXPECT_EQ(decode_error(cut), n < 3 ? DecodeError::bad_format : DecodeError::corrupt) << n << " bytes";
+    }
+}
+
+TEST(Codec, EveryFlippedBitIsRefused) {
+    const auto& full = sample_stream();
+    for (std::size_t at = 0; at < full.size(); ++at)
+        for (int bit = 0; bit < 8; ++bit) {
+            std::vector<std::uint8_t> bytes = full;
+            bytes[at] ^= static_cast<std::uint8_t>(1 << bit);
+            const DecodeError error = decode_error(bytes);
+            EXPECT_EQ(error, at < 5 ? DecodeError::bad_format : DecodeError::corrupt) << "byte " << at << " bit " << bit;
+        }
+}
+
+// Damage behind a valid header and CRC reaches the arithmetic decoder itself: it must end with a
+// picture or "corrupt", within the input, for any payload.
+TEST(Codec, HostilePayloadsBehindAValidHeader) {
+    std::mt19937 random(12345);
+    const auto& full = sample_stream();
+    int decoded = 0;
+    for (int round = 0; round < 1500; ++round) {
+        std::vector<std::uint8_t> bytes(full.begin(), full.begin() + 11);
+        const std::size_t n = random() % (wlt::kMaxEncodedSize - 11 + 1);
+        switch (round % 3) {
+        case 0:  // random payload
+            for (std::size_t i = 0; i < n; ++i) bytes.push_back(static_cast<std::uint8_t>(random()));
+            break;
+        case 1:  // a real payload, cut or overwritten at a few places
+            bytes.insert(bytes.end(), full.begin() + 11, full.end());
+            bytes.resize(11 + std::min(n, full.size() - 11));
+            for (int k = 0; k < 4 && bytes.size() > 11; ++k)
+                bytes[11 + random() % (bytes.size() - 11)] = static_cast<std::uint8_t>(random());
+            break;
+        default:  // long runs of one byte: all-ones drive magnitudes to their caps
+            bytes.resize(11 + n, round % 2 ? 0xFF : 0x00);
+            break;
+        }
+        const std::size_t payload = bytes.size() - 11;
+        bytes[7] = static_cast<std::uint8_t>(payload);
+        bytes[8] = static_cast<std::uint8_t>(payload >> 8);
+        bytes[5] = static_cast<std::uint8_t>(random() % 128);
+        bytes[6] = static_cast<std::uint8_t>(random() % 128);
+        set_crc(bytes);
+        const DecodeError error = decode_error(bytes);
+        ASSERT_TRUE(error == DecodeError::none || error == DecodeError::corrupt) << "round " << round;
+        if (error == DecodeError::none) ++decoded;
+    }
+    std::printf("[ HOSTILE  ] 1500 payloads: %d decoded to a picture, the others refused as corrupt\n", decoded);
+}
+
+TEST(Codec, RandomBytesAreRefused) {
+    std::mt19937 random(777);
+    for (int round = 0; round < 2000; ++round) {
+        std::vector<std::uint8_t> bytes(random() % 1100);
+        for (auto& b : bytes) b = static_cast<std::uint8_t>(random());
+        if (round % 2 && bytes.size() >= 3) std::copy(sample_stream().begin(), sample_stream().begin() + 3, bytes.begin());
+        const DecodeError error = decode_error(bytes);
+        EXPECT_NE(error, DecodeError::none) << "round " << round;
+    }
+}
+
+TEST(ImageMeasures, PsnrAndResize) {
+    wlt::Image a{2, 1, {10, 20, 30, 40, 50, 60}};
+    wlt::Image b = a;
+    EXPECT_TRUE(std::isinf(wlt::psnr(a, b)));
+    b.rgb[0] += 6;  // squared error 36 over 6 samples: MSE 6
+    EXPECT_NEAR(wlt::psnr(a, b), 10 * std::log10(255.0 * 255.0 / 6.0), 1e-9);
+    EXPECT_THROW(wlt::psnr(a, wlt::Image{1, 1, {0, 0, 0}}), std::invalid_argument);
+
+    // Shrinking averages the area; growing a flat picture keeps it flat.
+    const wlt::Image checker{2, 2, {0, 0, 0, 200, 100, 40, 200, 100, 40, 0, 0, 0}};
+    EXPECT_EQ(wlt::resize(checker, 1, 1).rgb, (std::vector<std::uint8_t>{100, 50, 20}));
+    const wlt::Image grown = wlt::resize(wlt::Image{1, 1, {7, 8, 9}}, 3, 2);
+    for (std::size_t i = 0; i < grown.rgb.size(); ++i) EXPECT_EQ(grown.rgb[i], 7 + i % 3);
+    // A ramp grown 2x keeps its ends and its order.
+    const wlt::Image ramp = wlt::resize(wlt::Image{2, 1, {0, 0, 0, 200, 200, 200}}, 4, 1);
+    EXPECT_EQ(ramp.rgb[0], 0);
+    EXPECT_EQ(ramp.rgb[9], 200);
+    EXPECT_LT(ramp.rgb[3], ramp.rgb[6]);
+    EXPECT_THROW(wlt::resize(checker, 0, 3), std::invalid_argument);
+}
+
+TEST(SyntheticPortrait, SeedDecidesTheFigure) {
+    const wlt::Image a = wlt::synthetic_portrait(11);
+    EXPECT_EQ(a.width, wlt::kPortraitWidth);
+    EXPECT_EQ(a.height, wlt::kPortraitHeight);
+    EXPECT_EQ(a.rgb.size(), static_cast<std::size_t>(102 * 126 * 3));
+    EXPECT_EQ(a.rgb, wlt::synthetic_portrait(11).rgb);
+    EXPECT_LT(wlt::psnr(a, wlt::synthetic_portrait(12)), 20.0) << "two seeds should draw different figures";
+}
+
+}  // namespace
