@@ -22,8 +22,10 @@ Times Times::count(std::uint32_t replies) {
     return Times{false, replies};
 }
 
-Reader::Reader(Deck deck) : deck_(std::move(deck)), replies_(deck_.replies.begin(), deck_.replies.end()) {
+Reader::Reader(Deck deck)
+    : deck_(std::move(deck)), replies_(deck_.replies.begin(), deck_.replies.end()), idcard_(deck_.idcard) {
     deck_.replies.clear();
+    deck_.idcard = {};  // the module keeps the cards; deck() asks it
 }
 
 std::vector<std::uint8_t> Reader::receive(std::span<const std::uint8_t> bytes) {
@@ -68,6 +70,7 @@ Reader::Reply Reader::answer(std::span<const std::uint8_t> command) {
         const std::string& text = command[2] == 0 ? deck_.reader_version : deck_.contactless_version;
         return Reply{0, std::vector<std::uint8_t>(text.begin(), text.end()), std::nullopt};
     }
+    if (auto module = idcard_.answer(command)) return Reply{module->status, std::move(module->data), std::nullopt};
     ++stats_.unknown_commands;
     return Reply{deck_.unknown_command_status, {}, std::nullopt};
 }
@@ -164,6 +167,31 @@ void Reader::set_version(int module, std::string text) {
     (module == 0 ? deck_.reader_version : deck_.contactless_version) = std::move(text);
 }
 
+void Reader::put_idcard(CardKind card) {
+    const std::lock_guard lock(mutex_);
+    idcard_.put(card);
+}
+
+CardKind Reader::idcard_on_reader() const {
+    const std::lock_guard lock(mutex_);
+    return idcard_.on_reader();
+}
+
+void Reader::fail_idcard(SwTriple sw, Times times) {
+    const std::lock_guard lock(mutex_);
+    idcard_.fail(sw, times);
+}
+
+void Reader::clear_idcard_failure() {
+    const std::lock_guard lock(mutex_);
+    idcard_.clear_failure();
+}
+
+std::optional<StandingFailure> Reader::idcard_failure() const {
+    const std::lock_guard lock(mutex_);
+    return idcard_.failure();
+}
+
 void Reader::add_reply(CannedReply reply) {
     const std::lock_guard lock(mutex_);
     replies_.push_front(std::move(reply));
@@ -178,6 +206,7 @@ Deck Reader::deck() const {
     const std::lock_guard lock(mutex_);
     Deck out = deck_;
     out.replies.assign(replies_.begin(), replies_.end());
+    out.idcard = idcard_.setup();
     return out;
 }
 

@@ -6,7 +6,8 @@
 // what it received for tests. Every member function is safe to call from several threads at once.
 //
 // Built-in commands: the version query 31 11 00 (reader) and 31 11 01 (contactless module), answered
-// with status 0 and the version text as data. Everything else is the deck's canned replies' business.
+// with status 0 and the version text as data, and the commands of the identity card module
+// (vnrsim/idcard.h), answered from the deck's cards. The deck's canned replies go before both.
 //
 // Broken command frames: a frame with a wrong check byte or end byte, or one declaring more than
 // kMaxCommandPayload bytes, is answered with kBadFrameStatus and no data. A frame left incomplete for
@@ -26,6 +27,8 @@
 
 #include "vnrsim/deck.h"
 #include "vnrsim/frame.h"
+#include "vnrsim/idcard.h"
+#include "vnrsim/times.h"
 
 namespace vnrsim {
 
@@ -54,30 +57,6 @@ enum class Fault {
                        // Stands until cleared (Times::always only).
 };
 
-// How long an injected fault stands: the next reply, the next n replies, or until cleared.
-class Times {
-public:
-    static const Times once;    // the next reply only
-    static const Times always;  // every reply until the fault is cleared
-
-    // The next `replies` replies; throws std::invalid_argument for 0.
-    static Times count(std::uint32_t replies);
-
-    // True for a fault that stands until cleared.
-    bool is_always() const noexcept { return always_; }
-    // Replies still to be affected; 0 when is_always().
-    std::uint32_t replies() const noexcept { return replies_; }
-
-    // Same duration.
-    bool operator==(const Times&) const = default;
-
-private:
-    constexpr Times(bool always, std::uint32_t replies) noexcept : always_(always), replies_(replies) {}
-    bool always_;
-    std::uint32_t replies_;
-};
-inline constexpr Times Times::once{false, 1};
-inline constexpr Times Times::always{true, 0};
 
 // A fault as it stands in the reader.
 struct StandingFault {
@@ -132,12 +111,25 @@ public:
     // The text answered for module 0 or 1, as the bytes to send (GBK). Throws std::invalid_argument for
     // another module.
     void set_version(int module, std::string text);
+    // Puts the deck's resident or foreign card on the reader, taking off whichever lay there;
+    // CardKind::none takes it off. Throws std::invalid_argument for a card the deck does not have.
+    void put_idcard(CardKind card);
+    // The card on the reader now.
+    CardKind idcard_on_reader() const;
+    // Makes the identity card module answer `sw` to its commands with a module reply, for `times`
+    // (see vnrsim/idcard.h); replaces a failure standing before.
+    void fail_idcard(SwTriple sw, Times times = Times::once);
+    // Lets the module answer as its cards say again.
+    void clear_idcard_failure();
+    // The failure standing, if any.
+    std::optional<StandingFailure> idcard_failure() const;
     // Adds a canned reply ahead of all others, so it takes precedence over the deck's.
     void add_reply(CannedReply reply);
     // Drops every canned reply.
     void clear_replies();
 
-    // The settings now in force, with the canned replies still standing (their `times` as left).
+    // The settings now in force, with the canned replies still standing (their `times` as left) and
+    // the identity card now on the reader.
     Deck deck() const;
     // The form of replies now.
     Form form() const;
@@ -166,6 +158,7 @@ private:
     mutable std::mutex mutex_;
     Deck deck_;
     std::deque<CannedReply> replies_;
+    IdCardModule idcard_;
     std::array<std::optional<StandingFault>, 6> faults_;
     FrameDecoder decoder_;
     std::optional<Clock::time_point> last_byte_;
