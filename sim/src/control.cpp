@@ -92,6 +92,18 @@ std::size_t bytes_of(std::string_view word, std::string_view what) {
     return static_cast<std::size_t>(*n);
 }
 
+constexpr std::string_view kCardNames[] = {"none", "resident", "foreign"};
+
+std::string_view name_of(CardKind card) { return kCardNames[static_cast<std::size_t>(card)]; }
+
+// "000041 once", "000041 always", "000041 for 3 replies".
+std::string describe(const StandingFailure& f) {
+    std::string out = to_hex(f.sw);
+    if (f.times.is_always()) return out + " always";
+    if (f.times.replies() == 1) return out + " once";
+    return out + " for " + std::to_string(f.times.replies()) + " replies";
+}
+
 }  // namespace
 
 Control::Control(Reader& reader, std::function<void()> on_quit) : reader_(reader), on_quit_(std::move(on_quit)) {}
@@ -135,7 +147,12 @@ std::string Control::execute(std::string_view line) {
             no_more(2);
             if (what.empty()) {
                 reader_.clear_faults();
+                reader_.clear_idcard_failure();
                 return "ok faults cleared";
+            }
+            if (what == "idcard") {
+                reader_.clear_idcard_failure();
+                return "ok idcard cleared";
             }
             if (what == "replies") {
                 reader_.clear_replies();
@@ -147,7 +164,8 @@ std::string Control::execute(std::string_view line) {
             }
             const auto fault = fault_named(what);
             if (!fault)
-                throw Refusal("clear takes a fault name, replies or history; got \"" + std::string(arg(1)) + "\"");
+                throw Refusal("clear takes a fault name, idcard, replies or history; got \"" + std::string(arg(1)) +
+                              "\"");
             reader_.clear(*fault);
             return "ok " + what + " cleared";
         }
@@ -155,7 +173,47 @@ std::string Control::execute(std::string_view line) {
             no_more(1);
             std::string out = "ok";
             for (const StandingFault& f : reader_.faults()) out += (out.size() == 2 ? " " : ", ") + describe(f);
+            if (const auto f = reader_.idcard_failure())
+                out += std::string(out.size() == 2 ? " " : ", ") + "idcard " + describe(*f);
             return out == "ok" ? "ok none" : out;
+        }
+        if (command == "idcard") {
+            const std::string what = lower(arg(1));
+            if (what.empty()) {
+                const auto failure = reader_.idcard_failure();
+                return "ok idcard " + std::string(name_of(reader_.idcard_on_reader())) +
+                       (failure ? ", fail " + describe(*failure) : "");
+            }
+            if (what == "fail") {
+                std::vector<std::uint8_t> sw;
+                try {
+                    sw = parse_hex(arg(2));
+                } catch (const std::invalid_argument&) {
+                }
+                if (sw.size() != 3)
+                    throw Refusal("idcard fail takes SW1 SW2 SW3 as six hex digits (000041), got \"" +
+                                  std::string(arg(2)) + "\"");
+                const Times times = words.size() > 3 ? when_of(words[3].text) : Times::once;
+                no_more(4);
+                const StandingFailure failure{{sw[0], sw[1], sw[2]}, times};
+                reader_.fail_idcard(failure.sw, times);
+                return "ok idcard fail " + describe(failure);
+            }
+            no_more(2);
+            CardKind card = CardKind::none;
+            if (what == "resident") {
+                card = CardKind::resident;
+            } else if (what == "foreign") {
+                card = CardKind::foreign;
+            } else if (what != "off") {
+                throw Refusal("idcard takes resident, foreign, off or fail; got \"" + std::string(arg(1)) + "\"");
+            }
+            try {
+                reader_.put_idcard(card);
+            } catch (const std::invalid_argument&) {
+                throw Refusal("the deck has no " + what + " card");
+            }
+            return "ok idcard " + std::string(name_of(card));
         }
         if (command == "form") {
             const std::string form = lower(arg(1));
@@ -229,7 +287,8 @@ std::string Control::execute(std::string_view line) {
         }
         if (command == "help") {
             return "ok commands: fault noise N|silence|check|end|cut [N]|hangup [once|always|COUNT], "
-                   "clear [FAULT|replies|history], faults, form split|plain, baud N, version 0|1 TEXT, "
+                   "clear [FAULT|idcard|replies|history], faults, idcard [resident|foreign|off], "
+                   "idcard fail SW1SW2SW3 [once|always|COUNT], form split|plain, baud N, version 0|1 TEXT, "
                    "reply HEXCMD STATUS [HEXDATA] [times N], stats, history [N], help, quit";
         }
         if (command == "quit") {

@@ -10,10 +10,18 @@
 //                               number right after "cut" is always N, so "fault cut 3" cuts once
 //   fault hangup                the line goes dead until cleared ("clear" or "clear hangup")
 //       WHEN is "once" (the default), "always" (until cleared) or a count of replies.
-//   clear [FAULT]               clears every fault, or one: noise, silence, check, end, cut, hangup
+//   clear [FAULT]               clears every fault (the identity card failure too), or one: noise,
+//                               silence, check, end, cut, hangup, idcard
 //   clear replies               drops every canned reply
 //   clear history               forgets received commands and zeroes the counters
 //   faults                      lists the standing faults
+//   idcard                      which identity card lies on the reader (none, resident, foreign) and
+//                               the failure standing, if any
+//   idcard resident|foreign     puts the deck's resident or foreign card on the reader (in place of
+//                               the one lying there)
+//   idcard off                  takes the card off the reader
+//   idcard fail SW [WHEN]       the identity card module answers the triple SW (six hex digits,
+//                               "000041") to every command with a module reply, card or not
 //   form split|plain            the form of later replies
 //   baud N                      the emulated wire rate of later replies (0: no pacing)
 //   version 0|1 TEXT            the version text of module 0 or 1 (the rest of the line, UTF-8)
