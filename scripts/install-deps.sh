@@ -7,7 +7,7 @@ set -euo pipefail
 packages=(build-essential cmake ninja-build binutils googletest libgtest-dev libgmock-dev libbenchmark-dev
           nlohmann-json3-dev)
 if [ "${1:-all}" = all ]; then
-  packages+=(mingw-w64 wine64)
+  packages+=(mingw-w64 wine64 jq)
 fi
 
 missing=()

@@ -10,8 +10,9 @@
 #   COM1, COM10  the simulated reader        COM2  the simulator's control channel
 #   COM4         /dev/null (opens, but is no serial port)
 #   COM32        left unmapped
-# Runs platform_tests.exe (the Windows backends on their own) and serial_road_tests.exe (the DLL as an
-# application uses it), and ends with their sum as "N passed, N failed"; the exit status is non-zero
+# Runs platform_tests.exe (the Windows backends on their own), serial_road_tests.exe (the DLL as an
+# application uses it) and idcard_road_tests.exe (reading the identity card with GetInfo.dll), and ends
+# with their sum as "N passed, N failed"; the exit status is non-zero
 # on any failure.
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
@@ -25,23 +26,34 @@ windows_build=$(cd "$2" && pwd)
 
 sim=$(find "$linux_build" -name vnr-sim -type f -perm -u+x -print -quit)
 dll=$windows_build/src/vnr_32.dll
+decoder=$windows_build/src/GetInfo.dll
 tests=$(find "$windows_build" -name serial_road_tests.exe -type f -print -quit)
+idcard_tests=$(find "$windows_build" -name idcard_road_tests.exe -type f -print -quit)
 platform_tests=$(find "$windows_build" -name platform_tests.exe -type f -print -quit)
 deck=$top/decks/reader.json
 wine=$(command -v wine64 || echo /usr/lib/wine/wine64)
-for need in "$sim" "$dll" "$tests" "$platform_tests" "$deck" "$wine"; do
+for need in "$sim" "$dll" "$decoder" "$tests" "$idcard_tests" "$platform_tests" "$deck" "$wine"; do
   if [ -z "$need" ] || [ ! -e "$need" ]; then
-    echo "wine-tests: missing ${need:-vnr-sim, serial_road_tests.exe or platform_tests.exe}" >&2
+    echo "wine-tests: missing ${need:-vnr-sim or one of the test programs}" >&2
     exit 2
   fi
 done
-command -v wineserver >/dev/null || { echo "wine-tests: wineserver not found" >&2; exit 2; }
+# Debian's wine64 package puts the server beside the loader, off the PATH.
+wineserver=$(command -v wineserver || command -v wineserver64 || ls /usr/lib/wine/wineserver64 /usr/lib/wine/wineserver 2>/dev/null | head -n 1)
+[ -n "$wineserver" ] && [ -x "$wineserver" ] || { echo "wine-tests: wineserver not found" >&2; exit 2; }
 
 # The version texts that the simulated reader answers: UTF-8 in the deck, GBK on the wire. They reach
 # the test program as hex, untouched by any code page.
 gbk_hex() { jq -er ".$1" "$deck" | tr -d '\n' | iconv -f UTF-8 -t GBK | od -An -v -tx1 | tr -d ' \n'; }
 reader_version=$(gbk_hex reader_version) && module_version=$(gbk_hex contactless_version) || {
   echo "wine-tests: $deck must state reader_version and contactless_version in text that GBK holds" >&2
+  exit 2
+}
+# The identity card that lies on the reader, and the foreign card of the deck.
+card_name=$(gbk_hex idcard.resident.name) && card_address=$(gbk_hex idcard.resident.address) &&
+  card_number=$(jq -er .idcard.resident.id_number "$deck") &&
+  foreign_name=$(jq -er .idcard.foreign.english_name "$deck") || {
+  echo "wine-tests: $deck must hold a resident card (name, address, id_number) and a foreign card (english_name)" >&2
   exit 2
 }
 
@@ -60,8 +72,8 @@ cleanup() {
     wait "$sim_pid" 2>/dev/null || true
   fi
   if [ -d "$WINEPREFIX" ]; then
-    wineserver -k 2>/dev/null || true
-    wineserver -w 2>/dev/null || true
+    "$wineserver" -k 2>/dev/null || true
+    "$wineserver" -w 2>/dev/null || true
   fi
   rm -rf "$work"
   exit "$status"
@@ -83,7 +95,7 @@ wait_for() {
 
 echo "wine-tests: preparing a Wine prefix in $WINEPREFIX"
 "$wine" wineboot -i >"$work/wineboot.log" 2>&1 || { cat "$work/wineboot.log" >&2; exit 1; }
-wineserver -w
+"$wineserver" -w
 
 "$sim" --deck "$deck" --link "$work/reader" --control-link "$work/control" >"$work/sim.log" 2>&1 &
 sim_pid=$!
@@ -95,8 +107,8 @@ map_port COM2 "$work/control"
 map_port COM10 "$work/reader"
 map_port COM4 /dev/null
 # Port mappings are read when the Wine server starts.
-wineserver -k
-wineserver -w
+"$wineserver" -k
+"$wineserver" -w
 "$wine" cmd /c exit >/dev/null 2>&1
 wait_for "$WINEPREFIX/dosdevices/com1" "$WINEPREFIX/dosdevices/com2" "$WINEPREFIX/dosdevices/com10" \
   "$WINEPREFIX/dosdevices/com4"
@@ -106,7 +118,7 @@ fi
 
 mkdir -p "$work/drive_d" "$work/bin"
 ln -sfn "$work/drive_d" "$WINEPREFIX/dosdevices/d:"
-cp "$dll" "$tests" "$platform_tests" "$work/bin/"
+cp "$dll" "$decoder" "$tests" "$idcard_tests" "$platform_tests" "$work/bin/"
 
 passed=0
 failed=0
@@ -129,6 +141,8 @@ run_program() {
 }
 run_program platform_tests.exe
 run_program serial_road_tests.exe --reader-version-gbk "$reader_version" --module-version-gbk "$module_version"
+run_program idcard_road_tests.exe --name-gbk "$card_name" --address-gbk "$card_address" --id-number "$card_number" \
+  --foreign-name "$foreign_name"
 
 if [ "$failed" -ne 0 ]; then
   echo "wine-tests: the simulator's last output:"

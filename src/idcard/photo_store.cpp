@@ -9,13 +9,13 @@
 #include "idcard/messages.h"
 #include "platform/dynamic_library.h"
 #include "platform/files.h"
+#include "platform/lock.h"
 #include "platform/paths.h"
 #include "vnr_32.h"
 
 #include <array>
 #include <cctype>
 #include <cstring>
-#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -35,8 +35,20 @@ constexpr std::int32_t kDecoderMode = 2;
 using GetBmpFunction = std::int32_t(VNR_CALL*)(const char*, std::int32_t);
 
 struct PhotoTexts {
-    std::mutex mutex;
+    platform::ReentrantLock lock;
     std::array<std::string, 4> values{"c:\\", "zp", "", ""};
+};
+
+// Holds the texts' own lock for a scope. It is only ever held around a copy, never around I/O.
+class TextsGuard {
+public:
+    explicit TextsGuard(PhotoTexts& texts) noexcept : texts_(texts) { texts_.lock.enter(); }
+    ~TextsGuard() { texts_.lock.leave(); }
+    TextsGuard(const TextsGuard&) = delete;
+    TextsGuard& operator=(const TextsGuard&) = delete;
+
+private:
+    PhotoTexts& texts_;
 };
 
 PhotoTexts& texts() {
@@ -135,13 +147,13 @@ bool write_file_at(std::string_view path, std::span<const std::uint8_t> data) {
 
 std::string photo_text(PhotoText which) {
     PhotoTexts& store = texts();
-    const std::lock_guard lock(store.mutex);
+    const TextsGuard guard(store);
     return store.values[static_cast<std::size_t>(which)];
 }
 
 void set_photo_text(PhotoText which, std::string_view value) {
     PhotoTexts& store = texts();
-    const std::lock_guard lock(store.mutex);
+    const TextsGuard guard(store);
     store.values[static_cast<std::size_t>(which)] = std::string(value.substr(0, kPathRoom - 1));
 }
 

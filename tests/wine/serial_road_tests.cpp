@@ -13,6 +13,7 @@
 // The two texts are the version answers of the deck, as hex of their GBK bytes.
 // Prints a line for each case and ends with "N passed, N failed"; exits 1 when a case failed.
 #include "cases.h"
+#include "control_port.h"
 #include "vnr_32.h"
 
 #include <windows.h>
@@ -25,6 +26,7 @@
 namespace {
 
 using vnr::wine_test::Cases;
+using vnr::wine_test::ControlPort;
 
 // ---- The DLL, reached as an application reaches it. -------------------------------------------
 
@@ -69,64 +71,6 @@ Version version_of(const Library& vnr, std::int32_t icdev, std::uint8_t module) 
     if (result.status == 0) result.text.assign(reinterpret_cast<const char*>(text), length);
     return result;
 }
-
-// ---- The simulator's control channel on COM2. --------------------------------------------------
-
-class Control {
-public:
-    Control() {
-        port_ = ::CreateFileA("COM2", GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-        if (port_ == INVALID_HANDLE_VALUE) return;
-        DCB state{};
-        state.DCBlength = sizeof state;
-        // Raw bytes both ways: the port must not echo, translate or wait for whole lines.
-        if (::GetCommState(port_, &state)) {
-            state.BaudRate = kBaud;
-            state.ByteSize = 8;
-            state.Parity = NOPARITY;
-            state.StopBits = ONESTOPBIT;
-            state.fBinary = TRUE;
-            state.fOutX = state.fInX = FALSE;
-            ::SetCommState(port_, &state);
-        }
-        COMMTIMEOUTS timeouts{50, 0, 200, 0, 1000};
-        ::SetCommTimeouts(port_, &timeouts);
-    }
-    ~Control() {
-        if (port_ != INVALID_HANDLE_VALUE) ::CloseHandle(port_);
-    }
-    Control(const Control&) = delete;
-    Control& operator=(const Control&) = delete;
-
-    bool is_open() const { return port_ != INVALID_HANDLE_VALUE; }
-
-    // Sends one command line and reads the simulator's one-line answer; true when it begins "ok".
-    bool send(const std::string& command, std::string* answer = nullptr) {
-        if (!is_open()) return false;
-        ::PurgeComm(port_, PURGE_RXABORT | PURGE_RXCLEAR);
-        const std::string line = command + "\n";
-        DWORD written = 0;
-        if (!::WriteFile(port_, line.data(), static_cast<DWORD>(line.size()), &written, nullptr) ||
-            written != line.size())
-            return false;
-        std::string reply;
-        const ULONGLONG deadline = ::GetTickCount64() + kAnswerWaitMs;
-        while (::GetTickCount64() < deadline) {
-            char c = 0;
-            DWORD got = 0;
-            if (!::ReadFile(port_, &c, 1, &got, nullptr)) return false;
-            if (got == 0) continue;
-            if (c == '\n') break;
-            if (c != '\r') reply += c;
-        }
-        if (answer != nullptr) *answer = reply;
-        return reply.rfind("ok", 0) == 0;
-    }
-
-private:
-    static constexpr ULONGLONG kAnswerWaitMs = 3000;
-    HANDLE port_ = INVALID_HANDLE_VALUE;
-};
 
 // ---- The log on drive D:. -----------------------------------------------------------------------
 
@@ -207,7 +151,7 @@ int main(int argc, char** argv) {
     }
     Cases cases;
     Library vnr;
-    Control control;
+    ControlPort control("COM2");
 
     // The log is switched on by its root folder, which must stand before the DLL is attached.
     const bool log_root_made = ::CreateDirectoryA(kLogRoot, nullptr) || ::GetLastError() == ERROR_ALREADY_EXISTS;

@@ -1,0 +1,245 @@
+// tests/wine/idcard_road_tests.cpp: the Windows DLL reading the simulated identity card on COM1,
+// under Wine, with GetInfo.dll beside it. Loads vnr_32.dll with LoadLibraryA and reaches it only
+// through GetProcAddress, as an application does: field conversion by WideCharToMultiByte, the photo
+// store on drive D:, the decoder loaded at run time, and either kind of card.
+//
+// The reader on COM1 holds the resident card of the deck; COM2 is the simulator's control channel.
+//   idcard_road_tests.exe --name-gbk HEX --address-gbk HEX --id-number TEXT --foreign-name TEXT
+// The texts are the deck's own (names and address as hex of their GBK bytes).
+// Prints a line for each case and ends with "N passed, N failed"; exits 1 when a case failed.
+#include "cases.h"
+#include "control_port.h"
+#include "vnr_32.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+using vnr::wine_test::Cases;
+using vnr::wine_test::ControlPort;
+
+#define VNR_FUNCTIONS(X)                                                                                      \
+    X(device_open) X(device_close) X(IDCard_ReadCard) X(IDCard_ReadCard_Extra) X(IDCard_ReadCard_Ex)          \
+    X(IDCard_ReadCard_ExTwo) X(IDCard_ReadCard_finger) X(IDCard_ReadCard_Foreign) X(IDCard_GetCardInfo)       \
+    X(IDCard_GetPhotoFile) X(IDCard_SetPhotoPath) X(IDCard_SetPhotoName) X(IDCard_Find) X(iWlttoBmp)          \
+    X(GetFileBase64Buffer) X(delete_all_photofile) X(base64_hex)
+
+struct Library {
+    HMODULE module = nullptr;
+#define VNR_MEMBER(name) decltype(&::name) name = nullptr;
+    VNR_FUNCTIONS(VNR_MEMBER)
+#undef VNR_MEMBER
+
+    bool load() {
+        module = ::LoadLibraryA("vnr_32.dll");
+        if (module == nullptr) return false;
+        bool all = true;
+#define VNR_RESOLVE(name)                                                                                    \
+    name = reinterpret_cast<decltype(name)>(reinterpret_cast<void*>(::GetProcAddress(module, #name)));          \
+    all = all && name != nullptr;
+        VNR_FUNCTIONS(VNR_RESOLVE)
+#undef VNR_RESOLVE
+        return all;
+    }
+};
+
+struct Expected {
+    std::string name;        // GBK
+    std::string address;     // GBK
+    std::string id_number;
+    std::string foreign_name;
+};
+
+bool from_hex(std::string_view hex, std::string& bytes) {
+    auto value = [](char c) -> int {
+        if (c >= '0' && c <= '9') return c - '0';
+        if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+        if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+        return -1;
+    };
+    bytes.clear();
+    if (hex.size() % 2 != 0) return false;
+    for (std::size_t i = 0; i < hex.size(); i += 2) {
+        const int high = value(hex[i]), low = value(hex[i + 1]);
+        if (high < 0 || low < 0) return false;
+        bytes += static_cast<char>(high * 16 + low);
+    }
+    return true;
+}
+
+bool parse(int argc, char** argv, Expected& expected) {
+    for (int i = 1; i + 1 < argc; i += 2) {
+        const std::string_view option = argv[i];
+        if (option == "--name-gbk") {
+            if (!from_hex(argv[i + 1], expected.name)) return false;
+        } else if (option == "--address-gbk") {
+            if (!from_hex(argv[i + 1], expected.address)) return false;
+        } else if (option == "--id-number") {
+            expected.id_number = argv[i + 1];
+        } else if (option == "--foreign-name") {
+            expected.foreign_name = argv[i + 1];
+        } else {
+            return false;
+        }
+    }
+    return !expected.name.empty() && !expected.address.empty() && !expected.id_number.empty() &&
+           !expected.foreign_name.empty();
+}
+
+bool file_exists(const char* path) { return ::GetFileAttributesA(path) != INVALID_FILE_ATTRIBUTES; }
+
+std::string file_bytes(const char* path) {
+    std::string content;
+    const HANDLE file = ::CreateFileA(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return content;
+    char chunk[4096];
+    DWORD got = 0;
+    while (::ReadFile(file, chunk, sizeof chunk, &got, nullptr) && got > 0) content.append(chunk, got);
+    ::CloseHandle(file);
+    return content;
+}
+
+// A 24-bit BMP of the card portrait's size: "BM", width 102, height 126 (either direction).
+bool is_portrait_bitmap(const std::string& bytes) {
+    if (bytes.size() < 54 || bytes.compare(0, 2, "BM") != 0) return false;
+    std::int32_t width = 0, height = 0;
+    std::uint16_t bits = 0;
+    std::memcpy(&width, bytes.data() + 18, 4);
+    std::memcpy(&height, bytes.data() + 22, 4);
+    std::memcpy(&bits, bytes.data() + 28, 2);
+    return width == 102 && (height == 126 || height == -126) && bits == 24;
+}
+
+std::string field(const Library& vnr, std::int32_t index, std::size_t room = 300) {
+    std::vector<char> out(room, '\0');
+    vnr.IDCard_GetCardInfo(0, index, out.data());
+    return std::string(out.data());
+}
+
+// GBK texts of the library's messages and tables.
+const std::string kDone = "\xB2\xD9\xD7\xF7\xB3\xC9\xB9\xA6";                    // 操作成功
+const std::string kNoCard = "\xD1\xB0\xD5\xD2\xBF\xA8\xC6\xAC\xCA\xA7\xB0\xDC";  // 寻找卡片失败
+const std::string kMale = "\xC4\xD0";                                            // 男
+const std::string kHan = "\xBA\xBA";                                             // 汉
+const std::string kCanada = "\xBC\xD3\xC4\xC3\xB4\xF3/CAN";                      // 加拿大/CAN
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Expected expected;
+    if (!parse(argc, argv, expected)) {
+        std::fprintf(stderr,
+                     "usage: idcard_road_tests.exe --name-gbk HEX --address-gbk HEX --id-number TEXT --foreign-name TEXT\n");
+        return 2;
+    }
+    Cases cases;
+    Library vnr;
+    ControlPort control("COM2");
+    const bool loaded = vnr.load();
+    cases.group("loading");
+    cases.run("vnr_32.dll loads and every identity card function resolves by its plain name", [&] {
+        cases.check(loaded, "LoadLibraryA or GetProcAddress failed (error %lu)", ::GetLastError());
+    });
+    if (!loaded) return cases.summary();
+    const std::int32_t icdev = vnr.device_open(0, 115200);
+    cases.run("device_open finds the simulated reader on COM1", [&] {
+        cases.check(icdev >= 2, "device_open: got %ld", static_cast<long>(icdev));
+    });
+    if (icdev < 2) return cases.summary();
+
+    cases.group("a resident card, its record and its photo");
+    cases.run("IDCard_ReadCard_Extra reads the card and GetInfo.dll writes the bitmap where it was asked", [&] {
+        char errtext[64] = {};
+        const std::int32_t status = vnr.IDCard_ReadCard_Extra(icdev, "D:\\photos\\card.bmp", errtext);
+        cases.equal(status, 0, "IDCard_ReadCard_Extra");
+        cases.equal(errtext, kDone, "errtext");
+        cases.check(is_portrait_bitmap(file_bytes("D:\\photos\\card.bmp")), "D:\\photos\\card.bmp is no 102x126 bitmap");
+        cases.check(file_exists("D:\\photos\\card.wlt"), "the WLT data is not beside the bitmap");
+    });
+    cases.run("the fields come out of the record in GBK, converted by the system", [&] {
+        cases.equal(field(vnr, 0), expected.name, "name");
+        cases.equal(field(vnr, 1), kMale, "sex");
+        cases.equal(field(vnr, 2), kHan, "nation");
+        cases.equal(field(vnr, 4), expected.address, "address");
+        cases.equal(field(vnr, 5), expected.id_number, "id number");
+        cases.equal(field(vnr, 10), "card.bmp", "photo file");
+        char last[260] = {};
+        vnr.IDCard_GetPhotoFile(last);
+        cases.equal(last, "card.bmp", "IDCard_GetPhotoFile");
+    });
+    cases.run("IDCard_ReadCard_Ex saves below a GBK photo folder and hands the bitmap over in Base64", [&] {
+        const char folder[] = "D:\\\xD5\xD5\xC6\xAC\\";  // D:\照片\ in GBK
+        cases.equal(vnr.IDCard_SetPhotoPath(folder), 0, "IDCard_SetPhotoPath");
+        cases.equal(vnr.IDCard_SetPhotoName("card"), 0, "IDCard_SetPhotoName");
+        char text[10][80] = {};
+        std::vector<char> base64(90000, '\0');
+        std::int32_t base64_length = 0;
+        char errtext[64] = {};
+        const std::int16_t status = vnr.IDCard_ReadCard_Ex(icdev, text[0], text[1], text[2], text[3], text[4], text[5],
+                                                          text[6], text[7], text[8], text[9], 1, base64.data(),
+                                                          &base64_length, errtext);
+        cases.equal(status, 0, "IDCard_ReadCard_Ex");
+        cases.equal(errtext, kDone, "errtext");
+        cases.equal(text[0], expected.name, "name");
+        cases.equal(text[5], expected.id_number, "id number");
+        const std::string bitmap = file_bytes("D:\\\xD5\xD5\xC6\xAC\\card.bmp");
+        cases.check(is_portrait_bitmap(bitmap), "no bitmap in D:\\照片\\");
+        cases.equal(base64_length, static_cast<long long>((bitmap.size() + 2) / 3 * 4 + 1), "Base64 length + 1");
+        std::vector<std::uint8_t> decoded(bitmap.size() + 3);
+        vnr.base64_hex(base64.data(), decoded.data(), static_cast<std::uint32_t>(base64_length - 1));
+        cases.check(std::memcmp(decoded.data(), bitmap.data(), bitmap.size()) == 0, "the Base64 text is not the file");
+    });
+    cases.run("IDCard_ReadCard_ExTwo leaves XP.wlt, zp.wlt, zp.bmp and wz.txt in its folder", [&] {
+        char errtext[64] = {};
+        cases.equal(vnr.IDCard_ReadCard_ExTwo(icdev, 1, "D:\\two", errtext), 0, "IDCard_ReadCard_ExTwo");
+        cases.equal(errtext, kDone, "errtext");
+        cases.check(file_exists("D:\\two\\XP.wlt") && file_exists("D:\\two\\zp.wlt"), "the WLT files are missing");
+        cases.check(is_portrait_bitmap(file_bytes("D:\\two\\zp.bmp")), "D:\\two\\zp.bmp is no portrait");
+        const std::string text = file_bytes("D:\\two\\wz.txt");
+        cases.equal(static_cast<long long>(text.size()), 257, "wz.txt size");
+        cases.check(!text.empty() && text.back() == '\n', "wz.txt does not end in a line feed");
+    });
+    cases.run("iWlttoBmp decodes a .wlt file to the bitmap beside it", [&] {
+        char message[64] = {};
+        cases.equal(vnr.iWlttoBmp("D:\\two\\XP.wlt", message), 0, "iWlttoBmp");
+        cases.check(is_portrait_bitmap(file_bytes("D:\\two\\XP.bmp")), "D:\\two\\XP.bmp is no portrait");
+        char last[260] = {};
+        vnr.IDCard_GetPhotoFile(last);
+        cases.equal(last, "D:\\two\\XP.bmp", "IDCard_GetPhotoFile");
+    });
+
+    cases.group("the card taken off, and the foreign card");
+    cases.run("with no card, IDCard_Find gives -80 and IDCard_ReadCard -50 with its message", [&] {
+        if (!cases.check(control.send("idcard off"), "the control channel refused \"idcard off\"")) return;
+        std::uint32_t length = 0;
+        std::uint8_t data[300] = {};
+        cases.equal(vnr.IDCard_Find(icdev, &length, data), VNR_E_FIND_STATUS, "IDCard_Find");
+        char errtext[64] = {};
+        cases.equal(vnr.IDCard_ReadCard(icdev, errtext), VNR_E_CARD_STATUS, "IDCard_ReadCard");
+        cases.equal(errtext, kNoCard, "errtext");
+        cases.equal(field(vnr, 0), "", "name after a failed IDCard_ReadCard");
+    });
+    cases.run("IDCard_ReadCard_Foreign tells the foreign card by its mark and names its country", [&] {
+        if (!cases.check(control.send("idcard foreign"), "the control channel refused \"idcard foreign\"")) return;
+        std::uint32_t foreign = 7;
+        std::vector<char> line(3096, '\0');
+        cases.equal(vnr.IDCard_ReadCard_Foreign(icdev, "D:\\f\\foreign.bmp", &foreign, line.data(), 1), 0,
+                    "IDCard_ReadCard_Foreign");
+        cases.equal(foreign, 1, "is_foreign");
+        const std::string text = line.data();
+        cases.equal(static_cast<long long>(std::count(text.begin(), text.end(), '|')), 13, "fields");
+        cases.check(text.rfind(expected.foreign_name + "|", 0) == 0, "the line does not start with the name: %s", text.c_str());
+        cases.check(text.find("|" + kCanada + "|") != std::string::npos, "no country field 加拿大/CAN");
+        cases.check(is_portrait_bitmap(file_bytes("D:\\f\\foreign.bmp")), "no bitmap of the foreign card");
+        control.send("idcard resident");
+    });
+    vnr.device_close(icdev);
+    return cases.summary();
+}
