@@ -43,11 +43,12 @@ struct ReadLayout {
 };
 
 // The layout of a read's reply of `received` bytes in `reply` (which may be longer: the rest of the
-// buffer). std::nullopt when the reply cannot hold its lengths, its declared parts reach past the
-// received bytes, or the received bytes do not hold the whole fixed-size text block.
+// buffer). std::nullopt when the reply cannot hold its lengths, its length field or its declared parts
+// reach past the received bytes, or the received bytes do not hold the whole fixed-size text block.
 inline std::optional<ReadLayout> read_layout(std::span<const std::uint8_t> reply, std::size_t received, Form form) {
     const std::size_t head = form == Form::a ? 9 : 11;
     if (received > reply.size() || received < head) return std::nullopt;
+    if (be16(reply.data()) > received) return std::nullopt;
     ReadLayout layout;
     layout.block = head;
     layout.text_len = be16(&reply[5]);
