@@ -30,8 +30,11 @@ TEST(Text, Utf16ToGbk) {
     // A character GBK lacks (U+1F600 as a surrogate pair) becomes '?', an odd trailing byte is ignored.
     const std::vector<std::uint8_t> emoji{0x3D, 0xD8, 0x00, 0xDE, 0x42, 0x00, 0x43};
     ASSERT_TRUE(utf16le_to_gbk(emoji, gbk));
-    EXPECT_EQ(gbk.back(), 'B');
-    EXPECT_NE(gbk.find('?'), std::string::npos);
+    EXPECT_EQ(gbk, "?B");  // one character, one '?'
+    // Unpaired surrogates, a low one first and a high one last: one '?' each, the rest unharmed.
+    const std::vector<std::uint8_t> broken{0x00, 0xDC, 0x41, 0x00, 0x00, 0xD8};
+    ASSERT_TRUE(utf16le_to_gbk(broken, gbk));
+    EXPECT_EQ(gbk, "?A?");
 }
 
 TEST(Text, Utf8AndGbkRoundTrip) {
@@ -58,6 +61,47 @@ TEST(Paths, DriveLettersAndPortsMapBelowThePrefix) {
     EXPECT_EQ(serial_port_name(0), "/dev/ttyS0");
     prefix.map_com(10, "/dev/null");
     EXPECT_EQ(serial_port_name(9), (prefix.com(10)).string());
+    // GBK names become the UTF-8 names a Linux file system shows; the trail byte of 乗 (81 5C)
+    // equals a backslash and must not become a separator.
+    EXPECT_EQ(native_path("C:\\\xD5\xD5\xC6\xAC\\zp.bmp"), root + "/drive_c/照片/zp.bmp");
+    EXPECT_EQ(native_path("/tmp/\x81\x5C.bmp"), "/tmp/乗.bmp");
+    EXPECT_EQ(native_path("C:\\\x81"), root + "/drive_c/\x81");  // no GBK text: the bytes stay
+    EXPECT_TRUE(is_native_absolute("/tmp"));
+    EXPECT_FALSE(is_native_absolute("C:\\tmp"));
+    prepare_drive("q:\\a\\b.txt");
+    EXPECT_TRUE(is_directory(root + "/drive_q"));
+    EXPECT_FALSE(is_directory(root + "/drive_q/a"));
+}
+
+TEST(Files, WholeFilesCopiesAndMoves) {
+    const TempPrefix prefix;
+    const std::string a = (prefix.root() / "a.bin").string();
+    const std::string b = (prefix.root() / "b.bin").string();
+    const std::string data = std::string("zero\0byte", 9) + std::string(70'000, 'x');
+    ASSERT_TRUE(write_file(a, data.data(), data.size()));
+    ASSERT_TRUE(write_file(a, data.data(), data.size()));  // replaces, does not append
+    std::vector<unsigned char> back;
+    ASSERT_TRUE(read_file(a, 65536, back));
+    EXPECT_EQ(back.size(), 65536u);
+    EXPECT_EQ(std::string(back.begin(), back.begin() + 9), data.substr(0, 9));
+    ASSERT_TRUE(read_file(a, 1 << 20, back));
+    EXPECT_EQ(back.size(), data.size());
+    EXPECT_FALSE(read_file(prefix.root().string(), 10, back));  // a folder is no file
+    EXPECT_FALSE(read_file(b, 10, back));
+
+    ASSERT_TRUE(copy_file(a, b));
+    ASSERT_TRUE(copy_file(a, a));  // onto itself: nothing lost
+    ASSERT_TRUE(read_file(a, 1 << 20, back));
+    EXPECT_EQ(back.size(), data.size());
+    const std::string c = (prefix.root() / "c.bin").string();
+    ASSERT_TRUE(write_file(c, "old", 3));
+    ASSERT_TRUE(move_file(b, c));  // replaces the target
+    EXPECT_FALSE(path_exists(b));
+    ASSERT_TRUE(read_file(c, 1 << 20, back));
+    EXPECT_EQ(back.size(), data.size());
+    EXPECT_FALSE(move_file(b, c));
+    EXPECT_FALSE(copy_file(b, c));
+    EXPECT_FALSE(write_file((prefix.root() / "none" / "f").string(), "x", 1));
 }
 
 TEST(Files, FoldersListingsAndAppends) {

@@ -3,6 +3,8 @@
 
 #include <dlfcn.h>
 
+#include <cstdlib>
+
 #include <utility>
 
 namespace vnr::platform {
@@ -29,11 +31,23 @@ void* DynamicLibrary::symbol(const char* name) const noexcept {
 std::string shared_library_name(const std::string& base) { return "lib" + base + ".so"; }
 
 std::string this_module_folder() {
-    Dl_info info{};
-    if (::dladdr(reinterpret_cast<void*>(&this_module_folder), &info) == 0 || info.dli_fname == nullptr) return {};
-    const std::string path = info.dli_fname;
-    const std::size_t slash = path.rfind('/');
-    return slash == std::string::npos ? std::string("./") : path.substr(0, slash + 1);
+    // The loader may know the module by a relative name (a program started as "bin/app", a library
+    // opened as "./lib.so"), which means nothing once the current directory has changed, as writing a
+    // log line changes it. The folder is therefore made absolute once, on the first call, which the
+    // load hook makes before anything else runs.
+    static const std::string folder = [] {
+        Dl_info info{};
+        if (::dladdr(reinterpret_cast<void*>(&this_module_folder), &info) == 0 || info.dli_fname == nullptr)
+            return std::string();
+        std::string path = info.dli_fname;
+        if (char* absolute = ::realpath(info.dli_fname, nullptr)) {
+            path = absolute;
+            std::free(absolute);
+        }
+        const std::size_t slash = path.rfind('/');
+        return slash == std::string::npos ? std::string("./") : path.substr(0, slash + 1);
+    }();
+    return folder;
 }
 
 }  // namespace vnr::platform
