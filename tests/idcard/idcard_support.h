@@ -1,0 +1,250 @@
+// tests/idcard/idcard_support.h: what the identity card tests share: GBK and UTF-16LE texts written
+// from readable strings, the text blocks and module replies a card would give, the simulated reader
+// with a working directory of its own, and readers of the log and of files below the prefix.
+#pragma once
+
+#include "support/sim_session.h"
+#include "vnrsim/deck.h"
+
+#include <gtest/gtest-spi.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <initializer_list>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+namespace idtest {
+
+namespace fs = std::filesystem;
+using Bytes = std::vector<std::uint8_t>;
+
+// UTF-8 text as the GBK bytes the library speaks.
+inline std::string gbk(std::string_view utf8) { return vnrsim::to_gbk(utf8); }
+
+// UTF-8 text as UTF-16LE code units, surrogate pairs beyond the basic plane.
+inline Bytes utf16(std::string_view utf8) {
+    Bytes out;
+    auto unit = [&out](std::uint32_t u) { out.push_back(u & 0xFF), out.push_back((u >> 8) & 0xFF); };
+    for (std::size_t i = 0; i < utf8.size();) {
+        const auto b = static_cast<unsigned char>(utf8[i]);
+        const int extra = b < 0x80 ? 0 : b < 0xE0 ? 1 : b < 0xF0 ? 2 : 3;
+        std::uint32_t cp = extra == 0 ? b : b & (0x3F >> extra);
+        for (int k = 1; k <= extra; ++k) cp = (cp << 6) | (static_cast<unsigned char>(utf8[i + k]) & 0x3F);
+        i += 1 + extra;
+        if (cp >= 0x10000) unit(0xD800 + ((cp - 0x10000) >> 10)), unit(0xDC00 + ((cp - 0x10000) & 0x3FF));
+        else unit(cp);
+    }
+    return out;
+}
+
+// A field of a text block: the text, padded with spaces (20 00) to `width` bytes.
+inline Bytes field(std::string_view utf8, std::size_t width) {
+    Bytes out = utf16(utf8);
+    out.resize(width < out.size() ? width : out.size());
+    while (out.size() < width) out.push_back(out.size() % 2 == 0 ? 0x20 : 0x00);
+    return out;
+}
+
+// A field handed to a converter: the UTF-16LE text and its zero unit.
+inline Bytes wide(std::string_view utf8) {
+    Bytes out = utf16(utf8);
+    out.push_back(0), out.push_back(0);
+    return out;
+}
+
+inline Bytes cat(std::initializer_list<Bytes> parts) {
+    Bytes out;
+    for (const Bytes& p : parts) out.insert(out.end(), p.begin(), p.end());
+    return out;
+}
+
+inline Bytes bytes_of(std::string_view text) { return Bytes(text.begin(), text.end()); }
+inline std::string text_of(const Bytes& bytes) { return std::string(bytes.begin(), bytes.end()); }
+
+// A resident card as it reads.
+struct Card {
+    std::string name = "张三丰", sex = "1", nation = "01", birthday = "19800101";
+    std::string address = "北京市东城区景山前街4号", id_number = "11010119800101123X";
+    std::string department = "北京市公安局东城分局", valid_from = "20200101", valid_to = "20300101", reserve;
+};
+
+inline Bytes text_block(const Card& c) {
+    return cat({field(c.name, 30), field(c.sex, 2), field(c.nation, 4), field(c.birthday, 16), field(c.address, 70),
+                field(c.id_number, 36), field(c.department, 30), field(c.valid_from, 16), field(c.valid_to, 16),
+                field(c.reserve, 36)});
+}
+
+// WLT data for the scripted decoder: "GetBmp: ..." scripts it, anything else is decoded.
+inline Bytes photo(std::string_view script = "WLT portrait", std::size_t size = 1024) {
+    Bytes out = bytes_of(script);
+    out.push_back('\n');
+    out.resize(size, 0x5A);
+    return out;
+}
+
+// The reply of the identity card module. With `fingerprint` set it is of the form with fingerprint
+// data (fingerprint_len behind photo_len); the overrides declare other lengths than the bytes hold.
+struct Reply {
+    std::uint8_t sw1 = 0, sw2 = 0, sw3 = 0x90;
+    Bytes text = text_block(Card{});
+    Bytes wlt = photo();
+    std::optional<Bytes> fingerprint;
+    std::optional<std::uint16_t> length, text_len, photo_len, fingerprint_len;
+
+    Bytes bytes() const {
+        auto be = [](Bytes& out, std::size_t v) { out.push_back((v >> 8) & 0xFF), out.push_back(v & 0xFF); };
+        Bytes out;
+        be(out, 0);
+        out.insert(out.end(), {sw1, sw2, sw3});
+        be(out, text_len.value_or(text.size()));
+        be(out, photo_len.value_or(wlt.size()));
+        if (fingerprint) be(out, fingerprint_len.value_or(fingerprint->size()));
+        out = cat({out, text, wlt, fingerprint.value_or(Bytes{})});
+        const std::size_t whole = length.value_or(out.size());
+        out[0] = (whole >> 8) & 0xFF, out[1] = whole & 0xFF;
+        return out;
+    }
+};
+
+// A reply that carries a triple and nothing else.
+inline Bytes triple(std::uint8_t sw1, std::uint8_t sw2, std::uint8_t sw3) { return {0x00, 0x05, sw1, sw2, sw3}; }
+
+inline std::string read_file(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+inline void write_file(const fs::path& path, std::string_view content) {
+    fs::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary) << content;
+}
+
+// A line of the log as the library writes it: behind the time head, GBK, ending in a line feed.
+inline std::string log_line(std::string_view utf8) { return "| " + gbk(utf8) + "\n"; }
+
+inline std::string log_text(const vnr::test::TempPrefix& prefix) {
+    std::string log;
+    if (fs::exists(prefix.log_root()))
+        for (const auto& entry : fs::recursive_directory_iterator(prefix.log_root()))
+            if (entry.is_regular_file() && entry.path().extension() == ".txt") log += read_file(entry.path());
+    return log;
+}
+
+// Each of `lines` (UTF-8, without the time head) stands in the log.
+inline void expect_logged(const vnr::test::TempPrefix& prefix, std::initializer_list<std::string> lines) {
+    const std::string log = log_text(prefix);
+    for (const std::string& line : lines) EXPECT_NE(log.find(log_line(line)), std::string::npos) << line;
+}
+
+// True when another thread gets the library lock within two seconds: no way out of a call kept it.
+inline bool lock_is_free() {
+    auto done = std::make_shared<std::atomic<bool>>(false);
+    std::thread([done] {
+        char out[40] = {};
+        IDCard_GetCardInfo(0, 0, out);
+        *done = true;
+    }).detach();
+    for (int i = 0; i < 200 && !*done; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    return *done;
+}
+
+// Runs `check` in a new run of this program, where the library's process-wide state (the record, the
+// photo folder and name) is still as loaded; nothing before it in the test may touch that state.
+template <class Check>
+void in_fresh_process(Check check) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            ::testing::TestPartResultArray failures;
+            {
+                const ::testing::ScopedFakeTestPartResultReporter reporter(
+                    ::testing::ScopedFakeTestPartResultReporter::INTERCEPT_ONLY_CURRENT_THREAD, &failures);
+                check();
+            }
+            for (int i = 0; i < failures.size(); ++i) {
+                const auto& failure = failures.GetTestPartResult(i);
+                std::fprintf(stderr, "%s:%d: %s\n", failure.file_name(), failure.line_number(), failure.message());
+            }
+            std::exit(failures.size() == 0 ? 0 : 1);
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+// The simulated reader (serial link unless a test says otherwise), a fresh working directory for
+// relative photo files, the photo folder and name at their values at load, decoder calls recorded.
+class IdCardSession : public vnr::test::SimSessionBase {
+protected:
+    void SetUp() override {
+        open_on(link_under_test());
+        work = prefix.root() / "work";
+        fs::create_directories(work);
+        fs::current_path(work);
+        ASSERT_EQ(IDCard_SetPhotoPath("c:\\"), 0);
+        ASSERT_EQ(IDCard_SetPhotoName("zp"), 0);
+        calls_file = prefix.root() / "decoder-calls.txt";
+        ::setenv("VNR_TEST_DECODER_CALLS", calls_file.c_str(), 1);
+    }
+    void TearDown() override {
+        ::unsetenv("VNR_TEST_DECODER_CALLS");
+        SimSessionBase::TearDown();
+    }
+    virtual vnr::test::Link link_under_test() { return vnr::test::Link::serial; }
+
+    // The module answers `command` with `data` from now on.
+    void answer(const Bytes& command, const Bytes& data, std::uint16_t status = 0) {
+        reader.clear_replies();
+        reader.add_reply(vnrsim::CannedReply{command, status, data, std::nullopt, std::nullopt});
+    }
+    std::vector<Bytes> sent() const { return reader.commands_received(); }
+    fs::path drive(char letter) const { return prefix.root() / (std::string("drive_") + letter); }
+    std::vector<std::string> decoder_calls() const {
+        std::vector<std::string> calls;
+        std::ifstream in(calls_file);
+        for (std::string line; std::getline(in, line);) calls.push_back(line);
+        return calls;
+    }
+    std::string photo_file() const {
+        char file[260] = {};
+        IDCard_GetPhotoFile(file);
+        return file;
+    }
+    // One field of the record as IDCard_GetCardInfo hands it out, `size` bytes of a zeroed buffer.
+    static std::string info(int field, std::size_t size) {
+        std::string out(size + 8, '\0');
+        EXPECT_EQ(IDCard_GetCardInfo(0, field, out.data()), 0);
+        return out.substr(0, size);
+    }
+    static std::string padded(std::string_view text, std::size_t size) {
+        std::string out(text);
+        out.resize(size, '\0');
+        return out;
+    }
+    void expect_logged(std::initializer_list<std::string> lines) const { idtest::expect_logged(prefix, lines); }
+
+    fs::path work;
+    fs::path calls_file;
+};
+
+// The same with the log switched on; its root becomes the working directory at the first line.
+class LoggedSession : public IdCardSession {
+protected:
+    void SetUp() override {
+        prefix.enable_log();
+        IdCardSession::SetUp();
+    }
+};
+
+}  // namespace idtest
