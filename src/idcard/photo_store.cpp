@@ -343,7 +343,12 @@ std::int16_t delete_all_photofiles() {
             log::text("==> delete_all_photofile()失败，照片文件路径不存在！ ");
             return VNR_OK;
         }
-        if (last.size() > kExtensionLength) delete_file_at(without_file_name(last) + separator_of(last) + "XP.wlt");
+        if (last.size() > kExtensionLength) {
+            // The XP.wlt beside the photo; a bare file name (what a read with a full bitmap path
+            // leaves) lies in the current folder, not at the top of the drive.
+            const std::string folder = without_file_name(last);
+            delete_file_at(folder.empty() ? std::string("XP.wlt") : folder + separator_of(last) + "XP.wlt");
+        }
         delete_file_at(last);  // the text stays: a second deletion finds the file gone
     }
     const std::string extra = photo_text(PhotoText::extra_file);
