@@ -64,7 +64,7 @@ public:
         }
         for (int i = 0; i < 5; ++i) shift_low();
         // The first byte out is the integer part of a value below 1: always zero, never stored.
-        out_.erase(out_.begin());
+        if (!out_.empty()) out_.erase(out_.begin());
         while (!out_.empty() && out_.back() == 0) out_.pop_back();
         return std::move(out_);
     }
@@ -127,15 +127,8 @@ public:
         normalise();
         return value;
     }
-    // Bytes asked for beyond the end of the input (each read as zero).
-    std::size_t overrun() const { return at_ > in_.size() ? at_ - in_.size() : 0; }
-
 private:
-    std::uint32_t next_byte() {
-        const std::uint32_t b = at_ < in_.size() ? in_[at_] : 0;
-        ++at_;
-        return b;
-    }
+    std::uint32_t next_byte() { return at_ < in_.size() ? in_[at_++] : 0; }
     void normalise() {
         while (range_ < (1u << 24)) {
             range_ <<= 8;
