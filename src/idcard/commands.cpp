@@ -43,7 +43,7 @@ std::int16_t read_exchange(std::int32_t icdev, std::uint8_t first, std::uint8_t 
 // ---- Find, select, added and management information ------------------------------------------
 
 struct InfoCommand {
-    std::uint8_t command;        // the second command byte, after D0
+    std::uint8_t second_byte;    // of the command, after D0
     std::size_t reply_size;
     std::uint8_t success_sw3;
     bool find;                   // IDCard_Find: another triple gives -80, not SW3
@@ -69,17 +69,17 @@ constexpr InfoCommand kManage{0x06, 200, 0x90, false, "-----IDCard_ReadManage()-
                               "==>IDCard_ReadManage(), SW1: %02d SW2: %02d SW3: %02d ",
                               "==>IDCard_ReadManage(), SW1: %02d SW2: %02d SW3: %02d "};
 
-std::int16_t info_command(const InfoCommand& spec, std::int32_t icdev, std::uint32_t* len, std::uint8_t* data) {
+std::int16_t info_command(const InfoCommand& command, std::int32_t icdev, std::uint32_t* len, std::uint8_t* data) {
     std::optional<core::LibraryGuard> guard(std::in_place);
-    log::text(spec.entry_line);
-    std::vector<std::uint8_t> reply(spec.reply_size, 0);
+    log::text(command.entry_line);
+    std::vector<std::uint8_t> reply(command.reply_size, 0);
     if (icdev < 1) {
         guard.reset();
-        if (spec.bad_handle_line != nullptr) log::text(spec.bad_handle_line);
+        if (command.bad_handle_line != nullptr) log::text(command.bad_handle_line);
         return VNR_E_BAD_HANDLE;
     }
     std::uint32_t received = 0;
-    std::int16_t status = exchange(icdev, 0xD0, spec.command, &received, reply);
+    std::int16_t status = exchange(icdev, 0xD0, command.second_byte, &received, reply);
     const std::size_t length = be16(reply.data());
     if (len != nullptr) *len = length >= kReplyHead ? static_cast<std::uint32_t>(length - kReplyHead) : 0;
     // A reply too short for its triple, or declaring more than came, is refused.
@@ -87,19 +87,19 @@ std::int16_t info_command(const InfoCommand& spec, std::int32_t icdev, std::uint
         status = VNR_E_END_BYTE;
     if (status != VNR_OK) {
         guard.reset();
-        log::line(spec.failed_line, status);
+        log::line(command.failed_line, status);
         return status;
     }
     const Triple triple = triple_of(reply.data());
-    if (triple.is(spec.success_sw3)) {
+    if (triple.is(command.success_sw3)) {
         if (data != nullptr) std::copy_n(reply.begin() + kReplyHead, length - kReplyHead, data);
         guard.reset();
-        log::line(spec.success_line, 0, 0, spec.success_sw3);
+        log::line(command.success_line, 0, 0, command.success_sw3);
         return VNR_OK;
     }
-    const std::int16_t result = spec.find ? VNR_E_FIND_STATUS : static_cast<std::int16_t>(triple.sw3);
+    const std::int16_t result = command.find ? VNR_E_FIND_STATUS : static_cast<std::int16_t>(triple.sw3);
     guard.reset();
-    log::line(spec.triple_line, triple.sw1, triple.sw2, triple.sw3, result);
+    log::line(command.triple_line, triple.sw1, triple.sw2, triple.sw3, result);
     return result;
 }
 
@@ -151,7 +151,7 @@ constexpr std::size_t kFormAReplySize = 1289;
 constexpr std::size_t kFormBReplySize = 2315;
 
 struct RecordRead {
-    std::uint8_t command;
+    std::uint8_t second_byte;  // of the command, after D0
     Form form;
     std::size_t reply_size;
     const char* entry_line;
@@ -165,26 +165,26 @@ constexpr RecordRead kReadFingerprint{0x04, Form::b, kFormBReplySize, "-----IDCa
                                       "==>IDCard_Read_P_W_F(), 句柄无效 ", "==>IDCard_Read_P_W_F(), 状态码：%d "};
 
 // IDCard_Read_P_W and IDCard_Read_P_W_F: `buf` is the exchange's reply buffer and takes the message.
-std::int16_t record_read(const RecordRead& spec, std::int32_t icdev, std::uint32_t* len, std::uint8_t* buf) {
+std::int16_t record_read(const RecordRead& read, std::int32_t icdev, std::uint32_t* len, std::uint8_t* buf) {
     std::optional<core::LibraryGuard> guard(std::in_place);
-    log::text(spec.entry_line);
+    log::text(read.entry_line);
     delete_all_photofiles();  // ahead of the handle test: a bad handle deletes the files too
     const auto finish = [&](std::int16_t status) {
         guard.reset();
-        log::line(spec.result_line, status);
+        log::line(read.result_line, status);
         return status;
     };
     if (icdev < 1) {
         guard.reset();
-        log::text(spec.bad_handle_line);
+        log::text(read.bad_handle_line);
         return VNR_E_BAD_HANDLE;
     }
     if (buf == nullptr) return finish(VNR_E_BAD_ARGUMENT);
-    const std::span<std::uint8_t> reply(buf, spec.reply_size);
-    const bool with_fingerprint = spec.form == Form::b;
+    const std::span<std::uint8_t> reply(buf, read.reply_size);
+    const bool with_fingerprint = read.form == Form::b;
     if (!with_fingerprint) identity_record_clear(*guard);
     std::uint32_t received = 0;
-    const std::int16_t status = read_exchange(icdev, 0xD0, spec.command, &received, reply);
+    const std::int16_t status = read_exchange(icdev, 0xD0, read.second_byte, &received, reply);
     if (with_fingerprint) identity_record_clear(*guard);
     if (len != nullptr) *len = be16(buf);
     char* message = reinterpret_cast<char*>(buf);
@@ -196,7 +196,7 @@ std::int16_t record_read(const RecordRead& spec, std::int32_t icdev, std::uint32
         lay_text(message, sw_text(triple.sw1, triple.sw2, triple.sw3));
         return finish(VNR_E_CARD_STATUS);
     }
-    const std::optional<ReadLayout> layout = read_layout(reply, received, spec.form);
+    const std::optional<ReadLayout> layout = read_layout(reply, received, read.form);
     if (!layout) {
         if (!with_fingerprint) lay_text(message, sw_text(0, 0, 0));
         return finish(VNR_E_END_BYTE);
