@@ -5,7 +5,9 @@
 set -euo pipefail
 
 packages=(build-essential cmake ninja-build binutils googletest libgtest-dev libgmock-dev libbenchmark-dev
-          nlohmann-json3-dev)
+          nlohmann-json3-dev
+          # text on card pictures: FreeType and fontconfig, a 12-pixel Song bitmap font and AR PL UMing
+          libfreetype-dev libfontconfig-dev xfonts-wqy fonts-arphic-uming)
 if [ "${1:-all}" = all ]; then
   packages+=(mingw-w64 wine64 jq)
 fi
