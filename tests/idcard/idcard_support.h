@@ -187,6 +187,7 @@ void in_fresh_process(Check check) {
 // relative photo files, the photo folder and name at their values at load, decoder calls recorded.
 class IdCardSession : public vnr::test::SimSessionBase {
 protected:
+    explicit IdCardSession(vnrsim::Deck deck = default_deck()) : SimSessionBase(std::move(deck)) {}
     void SetUp() override {
         open_on(link_under_test());
         work = prefix.root() / "work";

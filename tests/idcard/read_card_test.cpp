@@ -3,6 +3,8 @@
 // its photo files go and which it deletes; wz.txt; the order of the checks; and both links.
 #include "idcard/idcard_support.h"
 
+#include "wlt/codec.h"
+
 #include <functional>
 
 namespace {
@@ -398,44 +400,69 @@ TEST_F(ReadCard, FingerBringsFingerprintDataAndMovesZpBmpIntoThePhotoFolder) {
     EXPECT_EQ(sent(), std::vector<Bytes>{kFingerRead});
 }
 
-TEST_F(LoggedReadCard, FamilyLogLines) {
-    char errtext[32] = {};
-    answer(kRead, Reply{}.bytes());
-    IDCard_ReadCard(icdev, errtext);
-    IDCard_ReadCard_Extra(icdev, "C:\\o\\p.bmp", errtext);
-    std::memset(errtext, 0, sizeof errtext);
-    IDCard_ReadCard_ExTwo(icdev, 0, "C:\\t", errtext);
-    answer(kFingerRead, triple(0x00, 0x00, 0x80));
-    IDCard_ReadCard_finger(icdev, errtext);
-    char name[40] = {};
-    IDCard_GetCardInfo(0, 0, name);
-    expect_logged({"==> SW1 = 00,SW2 = 00,SW3 = 90 ", "==> IDCard_PhotoSave  ,st = 0", "==> IDCard_ReadCard() 读二代证! 状态码:0 ",
-                   "==> IDCard_ReadCard_Extra(), icdev = [" + std::to_string(icdev) + "], lpInPhoneSaveFile = [C:\\o\\p.bmp]",
-                   "<== IDCard_ReadCard_Extra(), st = [0]", "==>IDCard_ReadCard_ExTwo() 读取身份证信息，操作成功 ",
-                   "==>IDCard_ReadCard_finger(), 状态码：-50 ", "==> IDCard_GetCardInfo() == 张三丰 "});
-}
-
-class ReadCardOnEachLink : public IdCardSession, public ::testing::WithParamInterface<Link> {
+// The deck's own cards as the simulator's card module answers them, on either link: both reply forms
+// and the foreign card laid out as the library reads them, the triples without a card and under an
+// injected failure, and the module's and the card's ids.
+class DeckCardOnEachLink : public IdCardSession, public ::testing::WithParamInterface<Link> {
 protected:
+    DeckCardOnEachLink() : IdCardSession(demo_deck()) {}
+    static vnrsim::Deck demo_deck() {
+        vnrsim::Deck deck = vnrsim::Deck::load(VNR_TEST_DECKS "/reader.json");
+        deck.baud = 0;
+        return deck;
+    }
     Link link_under_test() override { return GetParam(); }
 };
 
-TEST_P(ReadCardOnEachLink, BothReplyFormsComeThroughWhole) {
-    answer(kRead, Reply{}.bytes());
+TEST_P(DeckCardOnEachLink, TheSimulatedCardsReadWhole) {
     char errtext[32] = {};
-    EXPECT_EQ(IDCard_ReadCard_Extra(icdev, "C:\\o\\p.bmp", errtext), 0);
-    const Bytes wlt = photo();
-    EXPECT_EQ(read_file(drive('c') / "o" / "p.wlt"), std::string(wlt.begin(), wlt.end()));
-    Card other;
-    other.name = "李四";
-    const Reply r = finger_reply(other);
-    answer(kFingerRead, r.bytes());
+    ASSERT_EQ(IDCard_ReadCard_Extra(icdev, "C:\\o\\p.bmp", errtext), 0);
+    const std::string fields[] = {gbk("林示例"), gbk("男"), gbk("汉"), "19880614",
+                                  gbk("示例省模拟市虚构区测试路88号演示小区3栋2单元501室"), "990101198806140019",
+                                  gbk("模拟市公安局虚构分局"), "20150320", "20350320"};
+    for (int f = 0; f < 9; ++f) EXPECT_EQ(std::string(info(f, 80).c_str()), fields[f]) << "field " << f;
+    const std::string wlt = read_file(drive('c') / "o" / "p.wlt");
+    EXPECT_EQ(wlt.size(), 1024u);
+    EXPECT_TRUE(wlt::decode(bytes_of(wlt))) << "the deck's portrait, whole";
+
     EXPECT_EQ(IDCard_ReadCard_finger(icdev, errtext), 0);
-    EXPECT_EQ(info(0, 30), padded(gbk("李四"), 30));
-    EXPECT_EQ(info(12, 1024), std::string(1024, '\x5C'));
+    std::string fingerprint;
+    for (int i = 0; i < 256; ++i) fingerprint += "FP01";
+    EXPECT_EQ(info(12, 1024), fingerprint);
+    EXPECT_EQ(info(13, 2), std::string("\x04\x00", 2));
+
+    uint8_t id_len = 0;
+    uint32_t len = 0;
+    Bytes data(120, 0);
+    ASSERT_EQ(IDCard_GetModeID(icdev, &id_len, data.data()), 0);
+    EXPECT_EQ(Bytes(data.begin(), data.begin() + id_len), vnrsim::parse_hex("99 00 00 00 00 00 00 00 00 00 00 00 00 00 00 01"));
+    ASSERT_EQ(IDCard_Read_IDNUM(icdev, &len, data.data()), 0);
+    EXPECT_EQ(Bytes(data.begin(), data.begin() + len), vnrsim::parse_hex("99 01 00 00 00 00 00 01"));
+
+    reader.put_idcard(vnrsim::CardKind::foreign);
+    uint32_t is_foreign = 0;
+    std::string line(3200, '\0');
+    ASSERT_EQ(IDCard_ReadCard_Foreign(icdev, "C:\\f\\p.bmp", &is_foreign, line.data(), 1), 0);
+    EXPECT_EQ(is_foreign, 1u);
+    std::string hex;
+    for (int i = 0; i < 256; ++i) hex += "46503032";
+    EXPECT_EQ(std::string(line.c_str()), gbk("SAMPLE, ALEX JORDAN|女/F|CAN990088060107|加拿大/CAN|安示例|20210901|"
+                                             "20310901|19880601|01|9900|I||" + hex + "|"));
+
+    reader.put_idcard(vnrsim::CardKind::none);
+    EXPECT_EQ(IDCard_Find(icdev, &len, data.data()), VNR_E_FIND_STATUS);
+    std::string message(32, 'x');
+    EXPECT_EQ(IDCard_ReadCard(icdev, message.data()), VNR_E_CARD_STATUS);
+    EXPECT_EQ(message, errtext_after(gbk("寻找卡片失败")));
+    reader.put_idcard(vnrsim::CardKind::resident);
+    reader.fail_idcard({0x07, 0x08, 0x41});
+    message.assign(32, 'x');
+    EXPECT_EQ(IDCard_ReadCard(icdev, message.data()), VNR_E_CARD_STATUS);
+    EXPECT_EQ(message, errtext_after(gbk("读卡失败")));
+    EXPECT_EQ(IDCard_ReadCard(icdev, message.data()), 0) << "the failure stood once";
 }
 
-INSTANTIATE_TEST_SUITE_P(OnEachLink, ReadCardOnEachLink, ::testing::Values(Link::serial, Link::hid),
+INSTANTIATE_TEST_SUITE_P(OnEachLink, DeckCardOnEachLink, ::testing::Values(Link::serial, Link::hid),
                          vnr::test::link_name);
 
 }  // namespace

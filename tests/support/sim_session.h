@@ -27,6 +27,8 @@ inline std::string link_name(const ::testing::TestParamInfo<Link>& info) {
 
 class SimSessionBase : public ::testing::Test {
 protected:
+    explicit SimSessionBase(vnrsim::Deck deck = default_deck()) : reader(std::move(deck)) {}
+
     // The deck of the reader; fast (no pacing) and split by default.
     static vnrsim::Deck default_deck() {
         vnrsim::Deck deck;
@@ -56,7 +58,7 @@ protected:
     }
 
     TempPrefix prefix;
-    vnrsim::Reader reader{default_deck()};
+    vnrsim::Reader reader;
     std::optional<vnrsim::HidReader> hid;        // outlive the bus, which refers to them
     std::optional<vnrsim::HidReader> other_hid;
     vnrsim::HidBus bus;
