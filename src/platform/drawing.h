@@ -29,8 +29,10 @@ class Picture {
 public:
     virtual ~Picture() = default;
 
-    // Loads a BMP file (uncompressed, 1, 4, 8, 24 or 32 bits a pixel, either row order) at its own
-    // size. nullptr when the file cannot be read or is no such BMP.
+    // Loads a BMP file (uncompressed, 1, 4, 8, 24 or 32 bits a pixel, either row order, at most
+    // 10000 x 10000) at its own size; both backends read these the same way (platform/bmp_file.h).
+    // Windows also takes what its own loader knows beyond them (compressed, 16 bits a pixel).
+    // nullptr when the file cannot be read or is no such BMP.
     static std::unique_ptr<Picture> load(const std::string& native_path);
 
     virtual int width() const noexcept = 0;
@@ -61,8 +63,9 @@ class Surface {
 public:
     virtual ~Surface() = default;
 
-    // A white surface of `width` x `height` pixels with a transparent text background, black text in
-    // the card font and its viewport origin at (0, 0). nullptr when the system refuses it.
+    // A white surface of `width` x `height` pixels (1 to 10000 each) with a transparent text
+    // background, black text in the card font and its viewport origin at (0, 0). nullptr for another
+    // size or when the system refuses it.
     static std::unique_ptr<Surface> create(int width, int height);
 
     virtual int width() const noexcept = 0;
@@ -72,16 +75,20 @@ public:
     // size is wrong or the system refuses.
     virtual bool set_rows(std::span<const std::uint8_t> rows) = 0;
 
-    // Copies all pixels out in the same layout. False when the size is wrong or the system refuses.
+    // Copies all pixels out in the same layout, the padding bytes of each row as zeros. False when
+    // the size is wrong or the system refuses.
     virtual bool get_rows(std::span<std::uint8_t> rows) const = 0;
 
     // Draws `gbk` (GBK text) in the card font, a 12-pixel Song face, black on a transparent
     // background, with the top left corner of its first character cell at (x, y) from the viewport
-    // origin. Characters that the font lacks are drawn as the font's missing-glyph box or skipped;
-    // text beyond the surface's edges is clipped.
+    // origin. Cells are 12 pixels high, 6 wide for a single byte and 12 for a double-byte character;
+    // a byte that starts no character takes a narrow cell. Characters that the font lacks are drawn
+    // as the font's missing-glyph box or skipped; text beyond the surface's edges is clipped. Without
+    // any suitable font on the machine nothing is drawn.
     virtual void draw_text(int x, int y, std::string_view gbk) = 0;
 
-    // Moves the viewport origin: later drawing at (x, y) lands at (origin + x, origin + y).
+    // Moves the viewport origin: later drawing at (x, y) lands at (origin + x, origin + y), the sum
+    // taken without overflow.
     virtual void set_origin(int x, int y) = 0;
 
     // Within the `width` x `height` area at the origin, where `mask` has a 0 bit the surface turns
