@@ -48,18 +48,6 @@ TEST_F(Session, OpenAnswersTheVersionsAndTellsTheSerialLink) {
     EXPECT_EQ(vnr::core::link_state().read_timeout_ms.load(), vnr::core::kStandingTimeoutMs);
 }
 
-TEST_F(Session, VersionRefusalsSendNothing) {
-    int16_t status = 0;
-    uint8_t length = 0xEE;
-    uint8_t text[100] = {};
-    EXPECT_EQ(device_version(icdev, 2, &length, text), VNR_E_BAD_ARGUMENT);
-    EXPECT_EQ(length, 0);
-    version_of(0, 0, &status);
-    EXPECT_EQ(status, VNR_E_BAD_HANDLE);
-    vnr::platform::sleep_us(20'000);
-    EXPECT_TRUE(reader.raw_received().empty());
-}
-
 TEST_F(Session, VersionTextIsHandedOverAsTheReaderSentItInGbk) {
     std::string gbk;
     ASSERT_TRUE(vnr::platform::utf8_to_gbk("读写器 V2", gbk));

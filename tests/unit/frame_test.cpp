@@ -35,28 +35,25 @@ std::int16_t decode(const Bytes& wire, Bytes& plain) {
     return status;
 }
 
-TEST(Frame, VersionQueryInBothForms) {
-    const Bytes command{0x31, 0x11, 0x01};
-    EXPECT_EQ(encode(command, FrameForm::plain), (Bytes{0x02, 0x00, 0x03, 0x31, 0x11, 0x01, 0x21, 0x03}));
-    EXPECT_EQ(encode(command, FrameForm::split),
-              (Bytes{0x02, 0x30, 0x30, 0x30, 0x33, 0x33, 0x31, 0x31, 0x31, 0x30, 0x31, 0x32, 0x31, 0x03}));
-}
-
-TEST(Frame, RepliesOfBothFormsDecodeToTheSamePlainFrame) {
-    const Bytes plain_success{0x02, 0x00, 0x02, 0x00, 0x00, 0x00, 0x03};
-    const Bytes split_success{0x02, 0x30, 0x30, 0x30, 0x32, 0x30, 0x30, 0x30, 0x30, 0x30, 0x30, 0x03};
-    Bytes plain;
-    ASSERT_EQ(decode(split_success, plain), VNR_OK);
-    EXPECT_EQ(plain, plain_success);
-    ASSERT_EQ(decode(plain_success, plain), VNR_OK);
-    EXPECT_EQ(plain, plain_success);
-    EXPECT_EQ(encode({0x00, 0x00}, FrameForm::split), split_success);
-    EXPECT_EQ(encode({0x10, 0x01}, FrameForm::plain), (Bytes{0x02, 0x00, 0x02, 0x10, 0x01, 0x11, 0x03}));
-}
-
-TEST(Frame, NibbleTenIsAColonNotALetter) {
-    const Bytes wire = encode({0xAB, 0xCD}, FrameForm::split);
-    EXPECT_EQ(wire, (Bytes{0x02, 0x30, 0x30, 0x30, 0x32, 0x3A, 0x3B, 0x3C, 0x3D, 0x36, 0x36, 0x03}));
+TEST(Frame, GoldenFramesOfBothFormsAndTheirPlainDecoding) {
+    const struct { Bytes payload; Bytes plain, split; } cases[] = {
+        {{0x31, 0x11, 0x01}, {0x02, 0x00, 0x03, 0x31, 0x11, 0x01, 0x21, 0x03},
+         {0x02, 0x30, 0x30, 0x30, 0x33, 0x33, 0x31, 0x31, 0x31, 0x30, 0x31, 0x32, 0x31, 0x03}},
+        {{0x00, 0x00}, {0x02, 0x00, 0x02, 0x00, 0x00, 0x00, 0x03},
+         {0x02, 0x30, 0x30, 0x30, 0x32, 0x30, 0x30, 0x30, 0x30, 0x30, 0x30, 0x03}},
+        // Nibbles above nine are ':' to '?', not hex letters.
+        {{0xAB, 0xCD}, {0x02, 0x00, 0x02, 0xAB, 0xCD, 0x66, 0x03},
+         {0x02, 0x30, 0x30, 0x30, 0x32, 0x3A, 0x3B, 0x3C, 0x3D, 0x36, 0x36, 0x03}},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(encode(c.payload, FrameForm::plain), c.plain);
+        EXPECT_EQ(encode(c.payload, FrameForm::split), c.split);
+        Bytes plain;
+        ASSERT_EQ(decode(c.split, plain), VNR_OK);
+        EXPECT_EQ(plain, c.plain) << "a split reply decodes to the plain frame";
+        ASSERT_EQ(decode(c.plain, plain), VNR_OK);
+        EXPECT_EQ(plain, c.plain);
+    }
 }
 
 FrameHead head_of(std::array<std::uint8_t, kFrameHeadSize> bytes) { return read_frame_head(bytes); }
@@ -86,7 +83,7 @@ TEST(Frame, BrokenFramesAreRefused) {
     EXPECT_EQ(decode({0x02, 0x00, 0x01, 0x07, 0x07, 0x03}, plain), VNR_E_END_BYTE);
 }
 
-TEST(Frame, PlainFrameTooLargeForItsBufferIsRefusedWithoutWriting) {
+TEST(Frame, WhatABufferCannotHoldIsRefusedWithoutWriting) {
     const Bytes wire = encode(Bytes(300, 0x55), FrameForm::plain);
     std::array<std::uint8_t, kFrameHeadSize> head{};
     std::copy_n(wire.begin(), head.size(), head.begin());
@@ -96,31 +93,12 @@ TEST(Frame, PlainFrameTooLargeForItsBufferIsRefusedWithoutWriting) {
     EXPECT_EQ(total, 0u);
     EXPECT_EQ(small[50], 0xEE);
     EXPECT_EQ(small[0], 0xEE);
-}
 
-TEST(Frame, EncodeRefusesWhatTheBufferCannotHold) {
     std::vector<std::uint8_t> out(kFrameBufferSize);
     EXPECT_EQ(encode_frame(Bytes(32761), FrameForm::split, out), kFrameBufferSize);
     EXPECT_EQ(encode_frame(Bytes(32762), FrameForm::split, out), 0u);
     EXPECT_EQ(encode_frame(Bytes(65525), FrameForm::plain, out), kFrameBufferSize);
     EXPECT_EQ(encode_frame(Bytes(65526), FrameForm::plain, out), 0u);
-}
-
-TEST(Frame, XorAndHexText) {
-    const std::uint8_t bytes[] = {0x31, 0x11, 0x01, 0x21};
-    EXPECT_EQ(frame_xor(3, bytes), 0x21);
-    EXPECT_EQ(frame_xor(0, bytes), 0);
-    EXPECT_EQ(frame_xor(-5, bytes), 0);
-    EXPECT_EQ(frame_xor_verify(4, bytes), VNR_OK);
-    EXPECT_EQ(frame_xor_verify(3, bytes), VNR_E_CHECK_BYTE);
-    char text[16];
-    hex_text(bytes, text, 4);
-    EXPECT_STREQ(text, "31110121");
-    const std::uint8_t high[] = {0xAB, 0x0F};
-    hex_text(high, text, 2);
-    EXPECT_STREQ(text, "AB0F");
-    hex_text(high, text, 0);
-    EXPECT_STREQ(text, "");
 }
 
 }  // namespace

@@ -96,7 +96,7 @@ TEST(HidDescriptor, SeveralReportIdsGiveReportSixOrElseTheLongest) {
     EXPECT_EQ(feature_report_length(without_six, kReaderId), 129u);
 }
 
-TEST(HidDescriptor, BitsAreRoundedUpPerReportNotPerItem) {
+TEST(HidDescriptor, BitsAreRoundedUpPerReportAndInterfacesWithoutFeatureReportsGiveZero) {
     const Bytes bits{
         0x85, 0x06,
         0x75, 0x01, 0x95, 0x03, 0xB1, 0x02,  // 3 one-bit flags
@@ -106,9 +106,7 @@ TEST(HidDescriptor, BitsAreRoundedUpPerReportNotPerItem) {
         0x75, 0x01, 0x95, 0x01, 0xB1, 0x02,  // one bit more: three bytes
     };
     EXPECT_EQ(feature_report_length(bits, kReaderId), 4u);
-}
 
-TEST(HidDescriptor, InterfacesWithoutFeatureReportsGiveZero) {
     EXPECT_EQ(feature_report_length(kKeyboard, kReaderId), 0u);
     EXPECT_TRUE(parse_feature_reports(kKeyboard).complete);
     EXPECT_EQ(feature_report_length(Bytes{}, kReaderId), 0u);
@@ -153,49 +151,30 @@ TEST(HidDescriptor, CutDescriptorsKeepOnlyTheWholeItemsBeforeTheCut) {
     EXPECT_EQ(feature_report_length(reports, kReaderId), 2u);
 }
 
-TEST(HidDescriptor, CutLongItemsStopTheParse) {
+TEST(HidDescriptor, BrokenItemsStopTheParseAndKeepWhatCameBefore) {
     const Bytes head{0x85, 0x06, 0x75, 0x08, 0x95, 0x04, 0xB1, 0x02};  // report 6: 4 bytes
-    // Each tail is a long item that the descriptor's end cuts short: in its header, or in its data,
-    // which would hold the Feature item behind it (64 bytes more) if the item were whole.
-    const std::vector<Bytes> tails{
-        {0xFE},
-        {0xFE, 0x10},
-        {0xFE, 0x10, 0x01, 0x95, 0x40, 0xB1, 0x02},
-        {0xFE, 0xFF, 0x01, 0x95, 0x40, 0xB1, 0x02},
-    };
-    for (const Bytes& tail : tails) {
+    const Bytes more{0x95, 0x10, 0xB1, 0x02};                          // 16 bytes more, never counted
+    // Long items that the descriptor's end cuts short: in the header, or in the data, which would hold
+    // the Feature item behind it (64 bytes more) if the item were whole; then malformed globals before
+    // `more`; then pushes without end, which run out of room instead of growing without bound.
+    std::vector<Bytes> descriptors{
+        {0xFE}, {0xFE, 0x10}, {0xFE, 0x10, 0x01, 0x95, 0x40, 0xB1, 0x02}, {0xFE, 0xFF, 0x01, 0x95, 0x40, 0xB1, 0x02}};
+    for (const Bytes& broken : std::vector<Bytes>{{0xB4},               // Pop without Push
+                                                  {0x85, 0x00},         // Report ID 0
+                                                  {0x84},               // Report ID without data: 0
+                                                  {0x86, 0x06, 0x01},   // Report ID 262
+                                                  Bytes(1000, 0xA4)}) {  // Push after Push
+        Bytes tail = broken;
+        tail.insert(tail.end(), more.begin(), more.end());
+        descriptors.push_back(tail);
+    }
+    for (const Bytes& tail : descriptors) {
         Bytes descriptor = head;
         descriptor.insert(descriptor.end(), tail.begin(), tail.end());
         const FeatureReports reports = parse_feature_reports(descriptor);
-        EXPECT_FALSE(reports.complete) << tail.size();
-        EXPECT_EQ(feature_report_length(reports, kReaderId), 5u) << tail.size();
+        EXPECT_FALSE(reports.complete) << int(tail[0]) << " " << tail.size();
+        EXPECT_EQ(feature_report_length(reports, kReaderId), 5u) << int(tail[0]) << " " << tail.size();
     }
-}
-
-TEST(HidDescriptor, MalformedGlobalsStopTheParseAndKeepWhatCameBefore) {
-    const Bytes head{0x85, 0x06, 0x75, 0x08, 0x95, 0x04, 0xB1, 0x02};  // report 6: 4 bytes
-    const Bytes more{0x95, 0x10, 0xB1, 0x02};                          // 16 bytes more, never counted
-    const std::vector<Bytes> breaks{
-        {0xB4},        // Pop without Push
-        {0x85, 0x00},  // Report ID 0
-        {0x84},        // Report ID without data: 0
-        {0x86, 0x06, 0x01},  // Report ID 262
-    };
-    for (const Bytes& broken : breaks) {
-        Bytes descriptor = head;
-        descriptor.insert(descriptor.end(), broken.begin(), broken.end());
-        descriptor.insert(descriptor.end(), more.begin(), more.end());
-        const FeatureReports reports = parse_feature_reports(descriptor);
-        EXPECT_FALSE(reports.complete) << int(broken[0]);
-        EXPECT_EQ(feature_report_length(reports, kReaderId), 5u) << int(broken[0]);
-    }
-    // Pushes without end run out of room instead of growing without bound.
-    Bytes pushes = head;
-    pushes.insert(pushes.end(), 1000, 0xA4);
-    pushes.insert(pushes.end(), more.begin(), more.end());
-    const FeatureReports reports = parse_feature_reports(pushes);
-    EXPECT_FALSE(reports.complete);
-    EXPECT_EQ(feature_report_length(reports, kReaderId), 5u);
 }
 
 TEST(HidDescriptor, HugeSizesSaturateInsteadOfWrapping) {

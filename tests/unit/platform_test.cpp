@@ -1,6 +1,6 @@
-// The POSIX platform backends: text conversion, paths, folders, appends, the lock, loading.
+// The POSIX platform backends: text conversion, paths, files, folders, appends, the lock. The clocks and
+// loading are seen through the exchange's time-outs and the photo decoder found beside the program.
 #include "platform/clock.h"
-#include "platform/dynamic_library.h"
 #include "platform/files.h"
 #include "platform/lock.h"
 #include "platform/paths.h"
@@ -146,30 +146,6 @@ TEST(Lock, IsReentrantAndExcludesOtherThreads) {
     lock.leave();
     other.join();
     EXPECT_TRUE(entered.load());
-}
-
-TEST(Clock, CountersMoveForward) {
-    const auto tick = tick_ms();
-    const auto count = performance_counter();
-    sleep_us(5'000);
-    EXPECT_GE(tick_ms() - tick, 4u);
-    EXPECT_GE((performance_counter() - count) * 1000 / performance_frequency(), 4u);
-    const LocalTime now = local_time();
-    EXPECT_GE(now.year, 2020);
-    EXPECT_LT(now.millisecond, 1000);
-}
-
-TEST(DynamicLibrary, LoadsFindsAndReleases) {
-    DynamicLibrary library = DynamicLibrary::open(VNR_LIBRARY_PATH);
-    ASSERT_TRUE(library);
-    EXPECT_NE(library.symbol("device_open"), nullptr);
-    EXPECT_EQ(library.symbol("no_such_symbol"), nullptr);
-    DynamicLibrary moved = std::move(library);
-    EXPECT_FALSE(library);
-    EXPECT_TRUE(moved);
-    EXPECT_FALSE(DynamicLibrary::open("/nonexistent/libnothing.so"));
-    EXPECT_FALSE(this_module_folder().empty());
-    EXPECT_EQ(this_module_folder().back(), '/');
 }
 
 }  // namespace

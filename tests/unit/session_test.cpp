@@ -4,15 +4,14 @@
 #include "vnr_32.h"
 
 #include <gtest/gtest.h>
-#include <sys/file.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <array>
 #include <filesystem>
 #include <fstream>
 
-namespace fs = std::filesystem;
 using vnr::test::TempPrefix;
 
 namespace {
@@ -47,6 +46,7 @@ TEST_F(SessionWithoutReader, PortFailuresGiveTheirCodes) {
     EXPECT_EQ(device_open_name("com7", 0, 4800), VNR_E_PORT_STATE);  // the digits of the name are not used
 }
 
+// Held by another process, not only by this library: the lock is the system's, as on Windows.
 TEST_F(SessionWithoutReader, PortHeldByAnotherOpenerIsAccessDenied) {
     std::ofstream(prefix.root() / "held") << "";
     prefix.map_com(2, prefix.root() / "held");
@@ -58,7 +58,7 @@ TEST_F(SessionWithoutReader, PortHeldByAnotherOpenerIsAccessDenied) {
     EXPECT_EQ(device_open(1, 9600), VNR_E_PORT_STATE);  // free again: now it fails further on
 }
 
-TEST_F(SessionWithoutReader, NamesOtherThanUsbAndComAreRefused) {
+TEST_F(SessionWithoutReader, NamesOtherThanUsbAndComAreRefusedAndUnknownHandlesDoNotClose) {
     EXPECT_EQ(device_open_name("LPT1", 0, 9600), VNR_E_BAD_ARGUMENT);
     EXPECT_EQ(device_open_name("", 0, 9600), VNR_E_BAD_ARGUMENT);
     EXPECT_EQ(device_open_name(nullptr, 0, 9600), VNR_E_BAD_ARGUMENT);
@@ -66,12 +66,7 @@ TEST_F(SessionWithoutReader, NamesOtherThanUsbAndComAreRefused) {
     // USB in any case, whatever follows: no USB reader here, so 0.
     EXPECT_EQ(device_open_name("usbHID", 40, 1), 0);
     EXPECT_EQ(device_open_name("USB", 0, 9600), 0);
-}
-
-TEST_F(SessionWithoutReader, CloseOfUnknownHandlesFails) {
-    EXPECT_EQ(device_close(-1), VNR_E_GENERAL);
-    EXPECT_EQ(device_close(0), VNR_E_GENERAL);
-    EXPECT_EQ(device_close(12345), VNR_E_GENERAL);
+    for (const int32_t never_opened : {-1, 0, 12345}) EXPECT_EQ(device_close(never_opened), VNR_E_GENERAL);
 }
 
 TEST_F(SessionWithoutReader, VersionChecksHandleThenModuleBeforeTheWire) {
@@ -90,23 +85,6 @@ TEST_F(SessionWithoutReader, VersionChecksHandleThenModuleBeforeTheWire) {
     // device: the write fails as on a stale system handle.
     EXPECT_EQ(device_open(40, 9600), VNR_E_PORT_INDEX);
     EXPECT_EQ(device_version(5000, 0, &length, text.data()), VNR_E_PORT_WRITE);
-}
-
-TEST_F(SessionWithoutReader, FailedOpensWriteTheirLogLines) {
-    prefix.enable_log();
-    EXPECT_EQ(device_open(40, 9600), VNR_E_PORT_INDEX);
-    EXPECT_EQ(device_open_name("LPT", 0, 9600), VNR_E_BAD_ARGUMENT);
-    std::string all;
-    for (const auto& day : fs::directory_iterator(prefix.log_root()))
-        for (const auto& file : fs::directory_iterator(day.path())) {
-            std::ifstream in(file.path(), std::ios::binary);
-            all.append(std::istreambuf_iterator<char>(in), {});
-        }
-    EXPECT_NE(all.find("| ==> device_open(), port = [40], baud = [9600]\n"), std::string::npos);
-    EXPECT_NE(all.find("| ----device open fail, dev: -19!!!\n"), std::string::npos);
-    EXPECT_NE(all.find("| <== device_open(), hDev = [-19]\n"), std::string::npos);
-    EXPECT_NE(all.find("| ==> device_open(), portname = [LPT],port = [0], baud = [9600]\n"), std::string::npos);
-    EXPECT_EQ(all.find("device open fail!!!"), std::string::npos);  // a refused name logs nothing more
 }
 
 }  // namespace
