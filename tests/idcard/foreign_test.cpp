@@ -174,12 +174,4 @@ TEST_F(Foreign, FailuresLeaveTheLineAndTellByStatusOnly) {
     EXPECT_TRUE(lock_is_free());
 }
 
-using LoggedForeign = LoggedSession;
-
-TEST_F(LoggedForeign, EntryAndResultLines) {
-    answer({0x32, 0x50}, triple(0x00, 0x00, 0x80));
-    read_foreign(icdev, "C:\\f\\p.bmp", 0);
-    expect_logged({"==>IDCard_ReadCard_Foreign ", "==>IDCard_ReadCard_Foreign 返回值: -50"});
-}
-
 }  // namespace

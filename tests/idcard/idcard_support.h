@@ -10,21 +10,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <initializer_list>
-#include <iterator>
 #include <memory>
 #include <optional>
-#include <string>
-#include <string_view>
 #include <thread>
-#include <vector>
 
 namespace idtest {
 
@@ -132,9 +122,6 @@ inline void write_file(const fs::path& path, std::string_view content) {
     std::ofstream(path, std::ios::binary) << content;
 }
 
-// A line of the log as the library writes it: behind the time head, GBK, ending in a line feed.
-inline std::string log_line(std::string_view utf8) { return "| " + gbk(utf8) + "\n"; }
-
 inline std::string log_text(const vnr::test::TempPrefix& prefix) {
     std::string log;
     if (fs::exists(prefix.log_root()))
@@ -146,7 +133,7 @@ inline std::string log_text(const vnr::test::TempPrefix& prefix) {
 // Each of `lines` (UTF-8, without the time head) stands in the log.
 inline void expect_logged(const vnr::test::TempPrefix& prefix, std::initializer_list<std::string> lines) {
     const std::string log = log_text(prefix);
-    for (const std::string& line : lines) EXPECT_NE(log.find(log_line(line)), std::string::npos) << line;
+    for (const std::string& line : lines) EXPECT_NE(log.find("| " + gbk(line) + "\n"), std::string::npos) << line;
 }
 
 // True when another thread gets the library lock within two seconds: no way out of a call kept it.

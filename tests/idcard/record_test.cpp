@@ -1,6 +1,6 @@
 // The field converters and IDCard_GetCardInfo: GBK conversion with its capacity, trimming at the
 // first double space, the sex and nation tables at their edges, the bytes behind what is written,
-// the refused field numbers, the record as loaded, and the log lines.
+// the refused field numbers, and the state as loaded.
 #include "idcard/idcard_support.h"
 
 namespace {
@@ -98,9 +98,10 @@ TEST(GetCardInfo, FieldsOutsideZeroToTwentyAreRefusedAndTheUnusedOnesWriteNothin
     }
 }
 
-TEST(GetCardInfo, TheRecordAsLoadedReadsEmpty) {
+// The process-wide state as loaded: an empty record, no last photo file, folder c:\ and name zp.
+TEST(StateAsLoaded, RecordReadsEmptyAndPhotosGoToCZp) {
     vnr::test::TempPrefix prefix;
-    in_fresh_process([] {
+    in_fresh_process([&] {
         auto field = [](int number, std::size_t expected_size) {
             std::string out(1100, static_cast<char>(0xEE));
             EXPECT_EQ(IDCard_GetCardInfo(-5, number, out.data()), 0);
@@ -115,6 +116,15 @@ TEST(GetCardInfo, TheRecordAsLoadedReadsEmpty) {
         EXPECT_EQ(field(10, 260), std::string(260, '\0'));
         EXPECT_EQ(field(12, 1024), std::string(1024, '\0'));
         EXPECT_EQ(field(13, 2), std::string(2, '\0'));
+        char file[260] = {'x'};
+        IDCard_GetPhotoFile(file);
+        EXPECT_EQ(std::string(file), "");
+        const Bytes wlt = photo();
+        EXPECT_EQ(IDCard_PhotoSave_Ex(wlt.data(), static_cast<int32_t>(wlt.size()), "c:\\zp.bmp"), 0);
+        IDCard_GetPhotoFile(file);
+        EXPECT_EQ(std::string(file), "c:\\zp.bmp");
+        EXPECT_TRUE(fs::exists(prefix.root() / "drive_c" / "zp.wlt"));
+        EXPECT_TRUE(fs::exists(prefix.root() / "drive_c" / "zp.bmp"));
     });
 }
 
