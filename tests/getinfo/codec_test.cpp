@@ -65,15 +65,11 @@ TEST(Codec, PortraitsFitTheBlockAtGoodFidelity) {
         min_size = std::min(min_size, bytes.size());
         max_size = std::max(max_size, bytes.size());
     }
+    EXPECT_LT(wlt::psnr(wlt::synthetic_portrait(1), wlt::synthetic_portrait(2)), 20.0) << "seeds draw other figures";
     std::printf("[ PSNR     ] %u portraits: min %.2f dB, mean %.2f dB; %zu to %zu bytes\n", kSeeds, min_psnr,
                 sum_psnr / kSeeds, min_size, max_size);
     RecordProperty("psnr_min", std::to_string(min_psnr));
     RecordProperty("psnr_mean", std::to_string(sum_psnr / kSeeds));
-}
-
-TEST(Codec, EncodingIsRepeatable) {
-    const wlt::Image source = wlt::synthetic_portrait(7);
-    EXPECT_EQ(wlt::encode(source), sample_stream());
 }
 
 TEST(Codec, SmallerBudgetsAreHonouredAtLowerFidelity) {
@@ -100,15 +96,6 @@ TEST(Codec, EncodeRefusesWhatItCannotDo) {
     wlt::Image short_pixels = source;
     short_pixels.rgb.pop_back();
     EXPECT_THROW(wlt::encode(short_pixels), std::invalid_argument);
-}
-
-TEST(Codec, PaddingAfterThePortraitIsIgnored) {
-    std::vector<std::uint8_t> padded = sample_stream();
-    padded.resize(wlt::kMaxEncodedSize, 0);
-    const auto a = wlt::decode(sample_stream());
-    const auto b = wlt::decode(padded);
-    ASSERT_TRUE(a && b);
-    EXPECT_EQ(a->rgb, b->rgb);
 }
 
 TEST(Codec, HeaderFieldsDecideTheVerdict) {
@@ -220,15 +207,6 @@ TEST(ImageMeasures, PsnrAndResize) {
     EXPECT_EQ(ramp.rgb[9], 200);
     EXPECT_LT(ramp.rgb[3], ramp.rgb[6]);
     EXPECT_THROW(wlt::resize(checker, 0, 3), std::invalid_argument);
-}
-
-TEST(SyntheticPortrait, SeedDecidesTheFigure) {
-    const wlt::Image a = wlt::synthetic_portrait(11);
-    EXPECT_EQ(a.width, wlt::kPortraitWidth);
-    EXPECT_EQ(a.height, wlt::kPortraitHeight);
-    EXPECT_EQ(a.rgb.size(), static_cast<std::size_t>(102 * 126 * 3));
-    EXPECT_EQ(a.rgb, wlt::synthetic_portrait(11).rgb);
-    EXPECT_LT(wlt::psnr(a, wlt::synthetic_portrait(12)), 20.0) << "two seeds should draw different figures";
 }
 
 }  // namespace

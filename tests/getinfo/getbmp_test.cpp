@@ -81,13 +81,9 @@ TEST_F(GetBmpTest, EachFailureHasItsStatusAndWritesNoBitmap) {
         EXPECT_FALSE(std::filesystem::exists(dir_ / c.bmp)) << c.name;
     }
     EXPECT_EQ(call(nullptr), GETINFO_E_OPEN);
-}
-
-TEST_F(GetBmpTest, UnreadableFileOrUnwritableBitmap) {
+    EXPECT_EQ(call("wlt"), GETINFO_E_SUFFIX) << "too short to end in .wlt";
     std::filesystem::create_directory(dir_ / "folder.wlt");
     EXPECT_EQ(run(dir_ / "folder.wlt"), GETINFO_E_OPEN) << "a folder cannot be read as a file";
-    EXPECT_EQ(call("wlt"), GETINFO_E_SUFFIX) << "too short to end in .wlt";
-
     ScratchDir::write(dir_ / "blocked.wlt", stream_);
     std::filesystem::create_directory(dir_ / "blocked.bmp");
     EXPECT_EQ(run(dir_ / "blocked.wlt"), GETINFO_E_DECODE) << "the bitmap's path is taken by a folder";
