@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vnr::wine_test {
@@ -69,5 +70,24 @@ private:
     int failed_ = 0;
     std::vector<std::string> failures_;
 };
+
+// Hex digits to the bytes they stand for; false on an odd count or a character that is no hex digit.
+// The scripts hand texts over as hex of their GBK bytes, so that no code page stands in between.
+inline bool from_hex(std::string_view hex, std::string& bytes) {
+    auto value = [](char c) -> int {
+        if (c >= '0' && c <= '9') return c - '0';
+        if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+        if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+        return -1;
+    };
+    bytes.clear();
+    if (hex.size() % 2 != 0) return false;
+    for (std::size_t i = 0; i < hex.size(); i += 2) {
+        const int high = value(hex[i]), low = value(hex[i + 1]);
+        if (high < 0 || low < 0) return false;
+        bytes += static_cast<char>(high * 16 + low);
+    }
+    return true;
+}
 
 }  // namespace vnr::wine_test
