@@ -13,7 +13,6 @@ using namespace idtest;
 using vnr::test::Link;
 
 using ReadCard = IdCardSession;
-using LoggedReadCard = LoggedSession;
 
 const Bytes kRead{0x32, 0x50};
 const Bytes kFingerRead{0xD0, 0x07};

@@ -23,35 +23,16 @@ namespace {
 constexpr int kWidth = 102;
 constexpr int kHeight = 126;
 
-void put16(std::vector<unsigned char>& out, unsigned value) {
-    out.push_back(value & 0xFF);
-    out.push_back((value >> 8) & 0xFF);
-}
-void put32(std::vector<unsigned char>& out, unsigned value) {
-    put16(out, value & 0xFFFF);
-    put16(out, value >> 16);
-}
-
 bool write_bitmap(const std::string& path) {
     const unsigned row = (kWidth * 3 + 3) & ~3u;
     const unsigned pixels = row * kHeight;
-    std::vector<unsigned char> out;
-    out.push_back('B');
-    out.push_back('M');
-    put32(out, 54 + pixels);
-    put32(out, 0);
-    put32(out, 54);
-    put32(out, 40);
-    put32(out, kWidth);
-    put32(out, kHeight);
-    put16(out, 1);
-    put16(out, 24);
-    put32(out, 0);
-    put32(out, pixels);
-    put32(out, 2835);
-    put32(out, 2835);
-    put32(out, 0);
-    put32(out, 0);
+    std::vector<unsigned char> out{'B', 'M'};
+    // The file header and the 40-byte info header: each value little-endian in its width.
+    const std::pair<unsigned, int> fields[] = {{54 + pixels, 4}, {0, 4}, {54, 4}, {40, 4}, {kWidth, 4},
+                                               {kHeight, 4},     {1, 2},  {24, 2}, {0, 4},  {pixels, 4},
+                                               {2835, 4},        {2835, 4}, {0, 4}, {0, 4}};
+    for (const auto& [value, width] : fields)
+        for (int i = 0; i < width; ++i) out.push_back(static_cast<unsigned char>(value >> (8 * i)));
     out.resize(54 + pixels, 0x80);
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
     file.write(reinterpret_cast<const char*>(out.data()), static_cast<std::streamsize>(out.size()));
