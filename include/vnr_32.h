@@ -255,6 +255,23 @@ VNR_API int16_t VNR_CALL iWlttoBmp(const char* wlt_file, char* message);
  * the number of characters plus one, -1 when the file cannot be opened, -2 when it is empty. */
 VNR_API int32_t VNR_CALL GetFileBase64Buffer(const char* file, char* base64);
 
+/* ---- Identity card: pictures of the card ---------------------------------------------------------
+ * Each draws the card's face over the library's own template with the given GBK texts (empty or NULL
+ * draws nothing) and writes a 24-bit bitmap to `out_file`: both sides on one sheet (343 x 436), the
+ * front (343 x 215) or the back (343 x 215). `birthday`, `valid_from` and `valid_to` are YYYYMMDD;
+ * `address` (at most 70 bytes) is drawn on up to three lines. The photo is a bitmap file, usually the
+ * one a read saved; its background colour, which the file's third-last byte gives, lets the card show
+ * through. A photo that cannot be read is replaced by the last one drawn. No result: a file that
+ * cannot be written is simply not there. */
+VNR_API void VNR_CALL MakePicture(const char* out_file, const char* photo_file, const char* name, const char* sex,
+                                  const char* nation, const char* birthday, const char* address, const char* id_number,
+                                  const char* department, const char* valid_from, const char* valid_to);
+VNR_API void VNR_CALL MakePictureFront(const char* out_file, const char* photo_file, const char* name, const char* sex,
+                                       const char* nation, const char* birthday, const char* address,
+                                       const char* id_number);
+VNR_API void VNR_CALL MakePictureBack(const char* out_file, const char* department, const char* valid_from,
+                                      const char* valid_to);
+
 #ifdef __cplusplus
 }
 #endif

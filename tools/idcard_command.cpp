@@ -51,7 +51,7 @@ std::string to_utf8(std::string_view gbk) {
 }
 
 // Splits the library's line at each '|' behind a field, stepping over double-byte characters, whose
-// second byte may be the same byte as '|'.
+// second byte may be the same byte as '|'. The fields stay GBK.
 std::vector<std::string> split_line(std::string_view line) {
     std::vector<std::string> fields;
     std::string field;
@@ -61,7 +61,7 @@ std::vector<std::string> split_line(std::string_view line) {
             field += line[i];
             field += line[++i];
         } else if (c == '|') {
-            fields.push_back(to_utf8(field));
+            fields.push_back(field);
             field.clear();
         } else {
             field += line[i];
@@ -113,6 +113,7 @@ constexpr Field kForeignFields[] = {
 struct IdcardOptions {
     OpenOptions open;
     std::string photo;
+    std::string image;  // draw the card here (both sides on one sheet)
     bool json = false;
     bool fingerprint = false;
     double wait_seconds = -1;  // below 0: until a card comes
@@ -124,12 +125,14 @@ bool parse(int argc, char** argv, IdcardOptions& options) {
         if (taken < 0) return false;
         if (taken > 0) continue;
         const std::string_view arg = argv[i];
-        if ((arg == "--photo" || arg == "--wait") && i + 1 >= argc) {
+        if ((arg == "--photo" || arg == "--wait" || arg == "--image") && i + 1 >= argc) {
             std::fprintf(stderr, "vnr: %s needs a value\n", argv[i]);
             return false;
         }
         if (arg == "--photo") {
             options.photo = argv[++i];
+        } else if (arg == "--image") {
+            options.image = argv[++i];
         } else if (arg == "--wait") {
             char* end = nullptr;
             options.wait_seconds = std::strtod(argv[++i], &end);
@@ -215,17 +218,42 @@ void print_card(bool foreign, const std::vector<std::string>& values, const std:
     if (json) {
         std::printf("{\"kind\": \"%s\"", foreign ? "foreign" : "resident");
         for (std::size_t i = 0; i < count; ++i)
-            std::printf(", %s: %s", json_text(fields[i].key).c_str(), json_text(i < values.size() ? values[i] : "").c_str());
+            std::printf(", %s: %s", json_text(fields[i].key).c_str(),
+                        json_text(i < values.size() ? to_utf8(values[i]) : "").c_str());
         std::printf(", \"photo\": %s}\n", photo.empty() ? "null" : json_text(photo).c_str());
         return;
     }
     std::printf("%-14s %s\n", "card:", kind);
     for (std::size_t i = 0; i < count; ++i) {
-        std::string value = i < values.size() ? values[i] : "";
+        std::string value = i < values.size() ? to_utf8(values[i]) : "";
         if (i + 1 == count) value = value.empty() ? "none" : std::to_string(value.size() / 2) + " bytes";
         std::printf("%-14s %s\n", (std::string(fields[i].label) + ":").c_str(), value.c_str());
     }
     if (!photo.empty()) std::printf("%-14s %s\n", "photo:", photo.c_str());
+}
+
+// Draws the card just read, both sides on one sheet, from its fields (GBK) and its photo.
+int draw_card(bool foreign, const std::vector<std::string>& fields, const std::string& photo, const std::string& image) {
+    if (foreign || fields.size() < 10) {
+        std::fprintf(stderr, "vnr: --image draws resident identity cards only\n");
+        return 1;
+    }
+    std::error_code ignored;
+    const fs::path file = fs::absolute(image, ignored);  // a log line changes the current directory
+    const std::string out = to_library_text(file.string());
+    if (out.empty()) {
+        std::fprintf(stderr, "vnr: the image path '%s' cannot be given to the library in GBK\n", image.c_str());
+        return 1;
+    }
+    fs::remove(file, ignored);
+    MakePicture(out.c_str(), photo.c_str(), fields[0].c_str(), fields[1].c_str(), fields[2].c_str(), fields[3].c_str(),
+                fields[4].c_str(), fields[5].c_str(), fields[6].c_str(), fields[7].c_str(), fields[8].c_str());
+    if (!fs::exists(file)) {
+        std::fprintf(stderr, "vnr: the picture could not be written to %s\n", file.string().c_str());
+        return 1;
+    }
+    std::fprintf(stderr, "picture of the card: %s\n", file.string().c_str());
+    return 0;
 }
 
 }  // namespace
@@ -257,7 +285,9 @@ int idcard_command(int argc, char** argv) {
             std::fprintf(stderr, "vnr: reading the card: %s\n", explain_status(status).c_str());
             result = 1;
         } else {
-            print_card(foreign == 1, split_line(line.data()), options.photo.empty() ? "" : photo.file.string(), options.json);
+            const std::vector<std::string> fields = split_line(line.data());
+            print_card(foreign == 1, fields, options.photo.empty() ? "" : photo.file.string(), options.json);
+            if (!options.image.empty()) result = draw_card(foreign == 1, fields, photo_text, options.image);
         }
     }
     std::signal(SIGINT, SIG_DFL);

@@ -30,7 +30,9 @@ void usage(std::FILE* out) {
     std::fputs(
         "usage: vnr info [--port USB|COMn] [--baud N]\n"
         "       vnr list [--all]\n"
-        "       vnr idcard [--photo FILE.bmp] [--json] [--fingerprint] [--wait SECONDS] [--port ...] [--baud N]\n"
+        "       vnr idcard [--photo FILE.bmp] [--image FILE.bmp] [--json] [--fingerprint] [--wait SECONDS]\n"
+        "                  [--port ...] [--baud N]\n"
+        "       vnr image OUT.bmp [--face both|front|back] [--photo FILE.bmp] [--fields CARD.json] [--name T] ...\n"
         "       vnr wlt encode PORTRAIT.bmp OUT.wlt\n"
         "       vnr wlt decode IN.wlt\n"
         "\n"
@@ -47,9 +49,14 @@ void usage(std::FILE* out) {
         "  idcard   wait for an identity card (resident or foreign permanent resident), read it and\n"
         "           print its fields; Ctrl-C stops the wait\n"
         "           --photo        save the card's photo as this bitmap (default: not kept)\n"
+        "           --image        draw the card, both sides on one sheet, as this bitmap\n"
         "           --json         print the fields as one JSON object\n"
         "           --fingerprint  read the fingerprint data too\n"
         "           --wait         give up after this many seconds (default: wait until a card comes)\n"
+        "\n"
+        "  image    draw a card picture from fields: --name, --sex, --nation, --birthday, --address,\n"
+        "           --id-number, --department, --valid-from, --valid-to, or a JSON file of them (the keys\n"
+        "           of vnr idcard --json, whose \"photo\" is used when --photo is not given)\n"
         "\n"
         "  wlt      encode: pack a portrait bitmap (scaled to 102x126) into at most 1024 bytes of the\n"
         "           card's photo format; decode: turn a .wlt file into the .bmp beside it through the\n"
@@ -146,6 +153,7 @@ int main(int argc, char** argv) {
     }
     if (std::strcmp(argv[1], "idcard") == 0) return vnr::tool::idcard_command(argc - 2, argv + 2);
     if (std::strcmp(argv[1], "wlt") == 0) return vnr::tool::wlt_command(argc - 2, argv + 2);
+    if (std::strcmp(argv[1], "image") == 0) return vnr::tool::image_command(argc - 2, argv + 2);
     OpenOptions options;
     if (std::strcmp(argv[1], "info") != 0) {
         std::fprintf(stderr, "vnr: unknown command '%s'\n\n", argv[1]);

@@ -55,6 +55,10 @@ bool write_file(const std::string& path, const void* data, std::size_t size) noe
 // cannot be opened or read.
 bool read_file(const std::string& path, std::size_t limit, std::vector<unsigned char>& data);
 
+// Reads the byte `back` bytes before the end of the file `path` (1 is the last byte).
+enum class TailRead { read, too_short, cannot_open };
+TailRead read_byte_from_end(const std::string& path, std::size_t back, unsigned char& byte) noexcept;
+
 // Copies the file `from` to `to`, replacing `to`. Copying a file onto itself changes nothing.
 bool copy_file(const std::string& from, const std::string& to) noexcept;
 

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <memory>
 
 #include "platform/posix/unique_fd.h"
@@ -118,6 +119,19 @@ bool read_file(const std::string& path, std::size_t limit, std::vector<unsigned 
     }
     data.resize(got);
     return true;
+}
+
+TailRead read_byte_from_end(const std::string& path, std::size_t back, unsigned char& byte) noexcept {
+    UniqueFd fd{::open(path.c_str(), O_RDONLY | O_CLOEXEC)};
+    if (!fd) return TailRead::cannot_open;
+    struct stat info{};
+    if (::fstat(fd.get(), &info) != 0 || !S_ISREG(info.st_mode)) return TailRead::cannot_open;
+    if (back == 0 || static_cast<std::uint64_t>(info.st_size) < back) return TailRead::too_short;
+    for (;;) {
+        const ssize_t count = ::pread(fd.get(), &byte, 1, info.st_size - static_cast<off_t>(back));
+        if (count < 0 && errno == EINTR) continue;
+        return count == 1 ? TailRead::read : TailRead::too_short;
+    }
 }
 
 bool copy_file(const std::string& from, const std::string& to) noexcept {

@@ -131,6 +131,22 @@ bool read_file(const std::string& path, std::size_t limit, std::vector<unsigned 
     return true;
 }
 
+TailRead read_byte_from_end(const std::string& path, std::size_t back, unsigned char& byte) noexcept {
+    UniqueFileHandle file{::CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                        OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)};
+    if (!file) return TailRead::cannot_open;
+    LARGE_INTEGER size{};
+    if (::GetFileSizeEx(file.get(), &size) == FALSE) return TailRead::cannot_open;
+    if (back == 0 || static_cast<unsigned long long>(size.QuadPart) < back) return TailRead::too_short;
+    LARGE_INTEGER at{};
+    at.QuadPart = size.QuadPart - static_cast<LONGLONG>(back);
+    DWORD got = 0;
+    if (::SetFilePointerEx(file.get(), at, nullptr, FILE_BEGIN) == FALSE ||
+        ::ReadFile(file.get(), &byte, 1, &got, nullptr) == FALSE || got != 1)
+        return TailRead::too_short;
+    return TailRead::read;
+}
+
 bool copy_file(const std::string& from, const std::string& to) noexcept {
     return ::CopyFileA(from.c_str(), to.c_str(), FALSE) != FALSE;
 }
