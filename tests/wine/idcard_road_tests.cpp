@@ -30,7 +30,7 @@ using vnr::wine_test::from_hex;
     X(device_open) X(device_close) X(IDCard_ReadCard) X(IDCard_ReadCard_Extra) X(IDCard_ReadCard_Ex)          \
     X(IDCard_ReadCard_ExTwo) X(IDCard_ReadCard_finger) X(IDCard_ReadCard_Foreign) X(IDCard_GetCardInfo)       \
     X(IDCard_GetPhotoFile) X(IDCard_SetPhotoPath) X(IDCard_SetPhotoName) X(IDCard_Find) X(iWlttoBmp)          \
-    X(GetFileBase64Buffer) X(delete_all_photofile) X(base64_hex)
+    X(GetFileBase64Buffer) X(delete_all_photofile) X(base64_hex) X(MakePicture) X(MakePictureFront) X(MakePictureBack)
 
 struct Library {
     HMODULE module = nullptr;
@@ -188,6 +188,39 @@ int main(int argc, char** argv) {
         const std::string text = file_bytes("D:\\two\\wz.txt");
         cases.equal(static_cast<long long>(text.size()), 257, "wz.txt size");
         cases.check(!text.empty() && text.back() == '\n', "wz.txt does not end in a line feed");
+    });
+    cases.group("pictures of the card, drawn with GDI");
+    cases.run("MakePicture, MakePictureFront and MakePictureBack write their bitmaps with the fixed headers", [&] {
+        const std::string name = field(vnr, 0), sex = field(vnr, 1), nation = field(vnr, 2), birthday = field(vnr, 3);
+        const std::string address = field(vnr, 4), number = field(vnr, 5), department = field(vnr, 6);
+        const std::string from = field(vnr, 7), to = field(vnr, 8);
+        vnr.MakePicture("D:\\sheet.bmp", "D:\\photos\\card.bmp", name.c_str(), sex.c_str(), nation.c_str(),
+                        birthday.c_str(), address.c_str(), number.c_str(), department.c_str(), from.c_str(), to.c_str());
+        vnr.MakePictureFront("D:\\front.bmp", "D:\\photos\\card.bmp", name.c_str(), sex.c_str(), nation.c_str(),
+                             birthday.c_str(), address.c_str(), number.c_str());
+        vnr.MakePictureBack("D:\\back.bmp", department.c_str(), from.c_str(), to.c_str());
+        vnr.MakePictureBack("D:\\empty-back.bmp", "", "", "");
+        struct Expected {
+            const char* file;
+            std::uint32_t size, height, image, resolution;
+        } pictures[] = {{"D:\\sheet.bmp", 450006, 436, 0, 3780},
+                        {"D:\\front.bmp", 221934, 215, 221880, 0},
+                        {"D:\\back.bmp", 221934, 215, 221880, 0}};
+        for (const Expected& e : pictures) {
+            const std::string bytes = file_bytes(e.file);
+            if (!cases.check(bytes.size() == e.size, "%s: %lu bytes", e.file, static_cast<unsigned long>(bytes.size()))) continue;
+            const auto word = [&](std::size_t at) {
+                std::uint32_t value = 0;
+                std::memcpy(&value, bytes.data() + at, 4);
+                return value;
+            };
+            cases.check(bytes.compare(0, 2, "BM") == 0 && word(2) == e.size && word(18) == 343 && word(22) == e.height &&
+                            word(34) == e.image && word(38) == e.resolution && word(42) == e.resolution,
+                        "%s: a header field is not as it should be", e.file);
+        }
+        cases.check(file_bytes("D:\\back.bmp") != file_bytes("D:\\empty-back.bmp"), "the back's texts drew nothing");
+        vnr.MakePictureBack("D:\\no\\such\\folder\\x.bmp", department.c_str(), from.c_str(), to.c_str());
+        cases.check(!file_exists("D:\\no\\such\\folder\\x.bmp"), "a picture appeared in a folder that does not exist");
     });
     cases.group("the foreign card");
     cases.run("IDCard_ReadCard_Foreign tells the foreign card by its mark and names its country", [&] {
