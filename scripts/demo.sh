@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The main job: installs what is missing, builds, starts the reader simulator on a pseudo-terminal
 # mapped as COM1, runs `vnr info` against it (open the reader, print its version, close it) and reads
-# the identity card that lies on it with `vnr idcard`, leaving the card's photo in build/demo/.
+# the identity card that lies on it with `vnr idcard`, leaving the card's photo and a picture of the
+# card (both sides on one sheet) in build/demo/.
 #   scripts/demo.sh [--deck FILE]
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
@@ -24,4 +25,4 @@ for _ in $(seq 100); do [ -s "$ready" ] && break; sleep 0.05; done
 "$top/build/tools/vnr" info
 echo
 mkdir -p "$top/build/demo"
-"$top/build/tools/vnr" idcard --wait 10 --photo "$top/build/demo/card-photo.bmp"
+"$top/build/tools/vnr" idcard --wait 10 --photo "$top/build/demo/card-photo.bmp" --image "$top/build/demo/card.bmp"
