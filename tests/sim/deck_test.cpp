@@ -60,6 +60,7 @@ TEST(Decks, MistakesAreRefusedWithWhereAndWhat) {
         {R"([1, 2])", {"top level:"}},
         {"{\n  \"baud\": 9600,\n  \"reply_form\": split\n}", {"not valid JSON", "line 3"}},
         {R"({"idcard": {"resident": {"address": ")" + thirty_six + R"("}}})", {"idcard.resident.address:", "70"}},
+        {R"({"idcard": {"resident": {"name": "\ud840\udc00abcdefghijklmn"}}})", {"idcard.resident.name:"}},  // 16 units
         {R"({"idcard": {"foreign": {"country_code": "CANA"}}})", {"idcard.foreign.country_code:"}},
         {R"({"idcard": {"resident": {"nmae": "x"}}})", {"idcard.resident:", "\"nmae\""}},
         {R"({"idcard": {"resident": {}, "on_reader": "foreign"}})", {"idcard.on_reader:", "no foreign card"}},
