@@ -61,7 +61,7 @@ double ellipse(double x, double y, double cx, double cy, double rx, double ry) {
 
 // Everything the seed decides; all lengths in pixels, y growing downwards.
 struct Figure {
-    Rgb sky_top, sky_bottom, skin, hair, cloth, iris, lips;
+    Rgb skin, hair, cloth, iris, lips;
     double cx, cy, face_rx, face_ry;     // face ellipse
     double eye_y, eye_dx;                // eye centres at cx +- eye_dx
     double body_cy, body_rx, body_ry;    // shoulders: the top of a wide ellipse below the frame
@@ -74,9 +74,9 @@ struct Figure {
 Figure make_figure(unsigned seed) {
     Random rnd(seed);
     Figure f{};
-    const double sky_hue = rnd.uniform(0, 360);
-    f.sky_top = from_hsv(sky_hue, rnd.uniform(0.05, 0.35), rnd.uniform(0.80, 0.97));
-    f.sky_bottom = from_hsv(sky_hue + rnd.uniform(-30, 30), rnd.uniform(0.05, 0.40), rnd.uniform(0.55, 0.85));
+    // The first six numbers once tinted the background; they are still drawn, and dropped, so that
+    // every seed keeps the figure it has always drawn.
+    for (int i = 0; i < 6; ++i) rnd.next();
     f.skin = mix(Rgb{0.95, 0.80, 0.69}, Rgb{0.45, 0.30, 0.21}, rnd.uniform(0, 1)) +
              Rgb{rnd.uniform(-0.03, 0.03), rnd.uniform(-0.03, 0.03), rnd.uniform(-0.03, 0.03)};
     static constexpr std::array<Rgb, 6> hair_colours{{{0.12, 0.10, 0.09},
@@ -110,10 +110,8 @@ Figure make_figure(unsigned seed) {
 }
 
 Rgb sample(const Figure& f, double x, double y) {
-    // Background: a vertical gradient, lighter in a halo behind the head.
-    Rgb c = mix(f.sky_top, f.sky_bottom, std::clamp(y / 126.0, 0.0, 1.0));
-    const double halo = ellipse(x, y, f.cx, f.cy, 60, 70);
-    if (halo < 1) c = mix(c, Rgb{1, 1, 1}, 0.12 * (1 - halo));
+    // Background: plain white, as on an identity photo.
+    Rgb c{1, 1, 1};
 
     const double body_top = f.body_cy - f.body_ry;
     const double face_d = ellipse(x, y, f.cx, f.cy, f.face_rx, f.face_ry);
