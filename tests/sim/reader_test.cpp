@@ -1,6 +1,7 @@
 // tests/sim/reader_test.cpp: what the simulated reader does that no test through the library drives:
 // broken command frames, the card module's answers to its other commands and without a card, the
-// counting of an injected triple, and a HID interface with shorter reports and a first-report latency.
+// counting of an injected triple, and a HID interface with shorter reports, a command across two of
+// them and a first-report latency.
 #include <gtest/gtest.h>
 
 #include "vnrsim/frame.h"
@@ -61,23 +62,29 @@ TEST(Reader, CardModuleCommandsWithAndWithoutACardAndAnInjectedTriple) {
     EXPECT_EQ(ask(reader, "D0 01").second, vnrsim::parse_hex("00 05 00 00 80"));
 }
 
-TEST(HidReader, ShorterReportsNarrowTheSlicesAndTheFirstReportWaitsTheLatency) {
+TEST(HidReader, ShorterReportsNarrowTheSlicesAndTheFirstReportWaitsTheLatencyFromTheCommandsLast) {
     using Clock = vnrsim::HidOptions::Clock;
     Clock::time_point now = Clock::time_point{} + 1h;
     Reader reader;
     reader.set_form(Form::plain);
-    reader.add_reply({{0x32, 0x50}, 0, Bytes(200, 0x41), std::nullopt, std::nullopt});
+    reader.add_reply({{0x32, 0x32}, 0, Bytes(200, 0x41), std::nullopt, std::nullopt});
     vnrsim::HidReader hid(reader, {64, 5ms, 2ms, [&] { return now; }});
+    // A command of 92 wire bytes comes in two reports; the reply's latency counts from the second.
     Bytes report(64, 0);
-    report[0] = 6;
-    const Bytes frame = command("32 50");
-    std::copy(frame.begin(), frame.end(), report.begin() + 1);
-    ASSERT_TRUE(hid.set_feature(report));
+    const Bytes frame = vnrsim::encode_frame(Bytes(42, 0x32), Form::split);
+    for (std::size_t offset = 0; offset < frame.size(); offset += 63) {
+        if (offset > 0) now += 100ms;
+        std::fill(report.begin(), report.end(), 0);
+        report[0] = 6;
+        std::copy_n(frame.begin() + std::ptrdiff_t(offset), std::min<std::size_t>(63, frame.size() - offset),
+                    report.begin() + 1);
+        ASSERT_TRUE(hid.set_feature(report));
+    }
     Bytes payload(202, 0x41);  // status 00 00 and the 200 data bytes
     payload[0] = payload[1] = 0;
     const Bytes reply = vnrsim::encode_frame(payload, Form::plain);
     for (std::size_t offset = 0, i = 0; offset < reply.size(); offset += 63, ++i) {  // 209 bytes: 4 reports
-        now = Clock::time_point{} + 1h + 5ms + 2ms * i - 1ns;
+        now = Clock::time_point{} + 1h + 100ms + 5ms + 2ms * i - 1ns;
         EXPECT_FALSE(hid.get_feature(report)) << "report " << i << " asked early";
         now += 1ns;
         ASSERT_TRUE(hid.get_feature(report)) << "report " << i << " on time";
