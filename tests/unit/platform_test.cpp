@@ -1,6 +1,8 @@
-// The POSIX platform backends: text conversion, paths, files, folders, appends, the lock. The clocks and
-// loading are seen through the exchange's time-outs and the photo decoder found beside the program.
+// The POSIX platform backends: text conversion, paths, files, folders, appends, the lock, the local
+// time that names the log's folders and files, and loading when the library or the symbol is missing.
+// The counters are seen through the exchange's time-outs, a found decoder through the photo tests.
 #include "platform/clock.h"
+#include "platform/dynamic_library.h"
 #include "platform/files.h"
 #include "platform/lock.h"
 #include "platform/paths.h"
@@ -10,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <thread>
@@ -146,6 +149,30 @@ TEST(Lock, IsReentrantAndExcludesOtherThreads) {
     lock.leave();
     other.join();
     EXPECT_TRUE(entered.load());
+}
+
+TEST(Clock, LocalTimeIsTheSystemsCalendarTime) {
+    const std::time_t before = std::time(nullptr);
+    const LocalTime now = local_time();
+    const std::time_t after = std::time(nullptr);
+    const auto same_hour = [&](std::time_t t) {
+        std::tm s{};
+        ::localtime_r(&t, &s);
+        return now.year == s.tm_year + 1900 && now.month == s.tm_mon + 1 && now.day == s.tm_mday && now.hour == s.tm_hour;
+    };
+    EXPECT_TRUE(same_hour(before) || same_hour(after)) << now.year << "-" << now.month << "-" << now.day << " " << now.hour;
+    EXPECT_LT(now.millisecond, 1000);
+}
+
+TEST(DynamicLibrary, AMissingLibraryOrSymbolIsEmptyNotACrash) {
+    EXPECT_FALSE(DynamicLibrary::open("/nonexistent/libnothing.so"));
+    DynamicLibrary library = DynamicLibrary::open(VNR_LIBRARY_PATH);
+    ASSERT_TRUE(library);
+    EXPECT_NE(library.symbol("device_open"), nullptr);
+    EXPECT_EQ(library.symbol("no_such_symbol"), nullptr);
+    const DynamicLibrary moved = std::move(library);
+    EXPECT_FALSE(library) << "one owner closes it";
+    EXPECT_TRUE(moved);
 }
 
 }  // namespace
