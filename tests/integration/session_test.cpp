@@ -156,17 +156,4 @@ TEST_F(LoggedSession, ASessionLeavesItsLinesInOrder) {
     EXPECT_NE(log.find(success), std::string::npos);
 }
 
-TEST_F(LoggedSession, AFailedVersionQueryAtOpenIsLogged) {
-    ASSERT_EQ(device_close(icdev), VNR_OK);
-    icdev = 0;
-    reader.inject(vnrsim::Fault::wrong_check_byte, vnrsim::Times::once);
-    EXPECT_EQ(device_open(0, 115200), 0);
-    std::string line;
-    ASSERT_TRUE(vnr::platform::utf8_to_gbk("| ==> 获取非接触式模块版本错误! 错误码:-36 \n", line));
-    const std::string log = log_text(prefix);
-    EXPECT_NE(log.find(line), std::string::npos) << log;
-    EXPECT_NE(log.find("| ----device open fail, dev: 0!!!\n"), std::string::npos);
-    EXPECT_NE(log.find(" ==> send_cmd_vn3x(), return: -36.\r\n"), std::string::npos);
-}
-
 }  // namespace
