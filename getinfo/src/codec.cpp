@@ -7,7 +7,8 @@
 // DC difference from a prediction out of the neighbouring blocks, the number of AC positions in
 // zig-zag order up to the last non-zero one, and for those positions whether each is non-zero, its
 // size and its sign. The encoder tries a few ratios of chroma to luma step and for each the finest
-// luma step that fits the budget, and keeps the one that decodes closest to the source.
+// luma step that fits the budget, and keeps the one that decodes closest to the source. It aims pure
+// white above white, where the decoder's clamp brings it back to exactly 255 (see "Pure white").
 //
 // The decoder takes any bytes: every count it uses is fixed by the picture size or capped, it only
 // reads inside the span it is given, and it allocates the same few planes whatever the input.
@@ -255,6 +256,26 @@ void dequantise(const Levels& levels, Plane& p, int quality) {
         }
 }
 
+// Softens the steps across block edges that are small enough to come from quantisation rather than
+// from the picture: of the two samples beside an edge, each moves towards the other.
+void deblock(Plane& p, int quality) {
+    const double step = base_step(quality);
+    const double edge_limit = step, side_limit = step / 2;
+    auto filter = [&](double& p1, double& p0, double& q0, double& q1) {
+        const double d = q0 - p0;
+        if (std::fabs(d) >= edge_limit || std::fabs(p1 - p0) >= side_limit || std::fabs(q1 - q0) >= side_limit) return;
+        const double delta = (4 * d + (p1 - q1)) / 8;
+        p0 += delta;
+        q0 -= delta;
+        p1 += delta / 2;
+        q1 -= delta / 2;
+    };
+    for (int x = 8; x < p.width - 1; x += 8)
+        for (int y = 0; y < p.height; ++y) filter(p.at(x - 2, y), p.at(x - 1, y), p.at(x, y), p.at(x + 1, y));
+    for (int y = 8; y < p.height - 1; y += 8)
+        for (int x = 0; x < p.width; ++x) filter(p.at(x, y - 2), p.at(x, y - 1), p.at(x, y), p.at(x, y + 1));
+}
+
 // ---- Coefficient model --------------------------------------------------------------------------
 
 // DC prediction from the blocks left, above and above-left: the median of left, above and
@@ -377,14 +398,94 @@ std::uint16_t crc16(std::span<const std::uint8_t> a, std::span<const std::uint8_
     return crc;
 }
 
+// ---- Pure white ---------------------------------------------------------------------------------
+//
+// A portrait's background is plain white, and the card picture lets the card show through wherever
+// the decoded photo has exactly the grey of its top-right pixel: for a portrait on white, wherever it
+// is exactly (255, 255, 255). Quantised as they come, white pixels decode within a fraction of a step
+// of 255, below it as often as above, and tinted by the chroma of the figure nearby. But the decoder
+// clamps every channel to 255, so for a white pixel any value above white is as good as white
+// itself, and the encoder uses that room:
+//
+// - every pure white pixel is aimed kWhiteLift above white in luma, so that most of the ringing
+//   the figure's edge leaves in the blocks it crosses stays above white and is clamped away;
+// - a block that is all pure white gets a DC high enough that every channel of every pixel is sure to
+//   round to 255 or more (white_block_dc).
+
+bool is_white(const Image& image, int x, int y) {
+    const std::uint8_t* px = &image.rgb[(static_cast<std::size_t>(y) * image.width + x) * 3];
+    return px[0] == 255 && px[1] == 255 && px[2] == 255;
+}
+
+// About one luma step at the qualities a portrait fits its 1024 bytes in. Much more, and the sharper
+// edge it makes costs more than it saves; much less, and ringing greys the background near the
+// figure.
+constexpr double kWhiteLift = 24;
+
+void lift_white(Plane& y, const Image& image) {
+    for (int py = 0; py < kLumaH; ++py)
+        for (int px = 0; px < kLumaW; ++px)
+            if (is_white(image, px, py)) y.at(px, py) += kWhiteLift;
+}
+
+// Luma blocks, in raster order, whose pixels are all pure white.
+std::vector<bool> white_blocks(const Image& image) {
+    const int across = blocks_across(kLumaW), down = blocks_across(kLumaH);
+    std::vector<bool> white(static_cast<std::size_t>(across) * down, true);
+    for (int y = 0; y < kLumaH; ++y)
+        for (int x = 0; x < kLumaW; ++x)
+            if (!is_white(image, x, y)) white[static_cast<std::size_t>(y / 8 * across + x / 8)] = false;
+    return white;
+}
+
+// The DC level that makes a pure white luma block decode to exactly white. Its flat samples,
+// F(0, 0) / 8 = (L - bias) S / 8, must keep every channel at 254.5 or more after the decoder's edge
+// smoothing, which moves a sample less than half a base step S across each of the two block edges
+// it may lie next to, and after adding the block's decoded chroma: `drop` is how far the lowest
+// channel of any of its pixels falls below luma.
+int white_block_dc(double drop, int luma_quality) {
+    const double step = base_step(luma_quality);
+    const double lowest = 254.5 - 128 + drop + step + 1e-6;  // and a little for the transforms' rounding
+    return std::min(kMaxLevel, static_cast<int>(std::ceil(lowest * 8 / step + kReconstructionBias)));
+}
+
+// Sets the DC of every pure white luma block and clears its AC levels. The chroma the decoder will
+// add is known exactly: it is rebuilt here as the decoder builds it.
+void settle_white_blocks(Levels& ly, const std::vector<bool>& white, const Levels& lcb, const Levels& lcr,
+                         int luma_quality, int chroma_quality) {
+    Plane cb(kChromaW, kChromaH), cr(kChromaW, kChromaH);
+    dequantise(lcb, cb, chroma_quality);
+    dequantise(lcr, cr, chroma_quality);
+    deblock(cb, chroma_quality);
+    deblock(cr, chroma_quality);
+    for (int by = 0; by < ly.down; ++by)
+        for (int bx = 0; bx < ly.across; ++bx) {
+            if (!white[static_cast<std::size_t>(by * ly.across + bx)]) continue;
+            double drop = 0;
+            for (int y = by * 8; y < std::min(by * 8 + 8, kLumaH); ++y)
+                for (int x = bx * 8; x < std::min(bx * 8 + 8, kLumaW); ++x) {
+                    const double b = upsampled(cb, x, y), r = upsampled(cr, x, y);
+                    drop = std::max({drop, -1.402 * r, 0.344136 * b + 0.714136 * r, -1.772 * b});
+                }
+            auto& block = ly.block(bx, by);
+            const int dc = std::max(block[0], white_block_dc(drop, luma_quality));
+            block.fill(0);  // flat already, but for rounding
+            block[0] = dc;
+        }
+}
+
+// ---- Streams ------------------------------------------------------------------------------------
+
 struct Transformed {
     std::vector<std::array<double, 64>> y, cb, cr;
+    std::vector<bool> white;  // the luma blocks that are pure white
 };
 
 std::vector<std::uint8_t> encode_at(const Transformed& t, int luma_quality, int chroma_quality) {
-    const Levels ly = quantise(t.y, kLumaW, kLumaH, luma_quality);
     const Levels lcb = quantise(t.cb, kChromaW, kChromaH, chroma_quality);
     const Levels lcr = quantise(t.cr, kChromaW, kChromaH, chroma_quality);
+    Levels ly = quantise(t.y, kLumaW, kLumaH, luma_quality);
+    settle_white_blocks(ly, t.white, lcb, lcr, luma_quality, chroma_quality);
     RangeEncoder rc;
     PlaneModel luma, chroma;
     put_plane(rc, luma, ly);
@@ -462,26 +563,6 @@ bool get_plane(RangeDecoder& rc, PlaneModel& m, Levels& levels) {
     return true;
 }
 
-// Softens the steps across block edges that are small enough to come from quantisation rather than
-// from the picture: of the two samples beside an edge, each moves towards the other.
-void deblock(Plane& p, int quality) {
-    const double step = base_step(quality);
-    const double edge_limit = step, side_limit = step / 2;
-    auto filter = [&](double& p1, double& p0, double& q0, double& q1) {
-        const double d = q0 - p0;
-        if (std::fabs(d) >= edge_limit || std::fabs(p1 - p0) >= side_limit || std::fabs(q1 - q0) >= side_limit) return;
-        const double delta = (4 * d + (p1 - q1)) / 8;
-        p0 += delta;
-        q0 -= delta;
-        p1 += delta / 2;
-        q1 -= delta / 2;
-    };
-    for (int x = 8; x < p.width - 1; x += 8)
-        for (int y = 0; y < p.height; ++y) filter(p.at(x - 2, y), p.at(x - 1, y), p.at(x, y), p.at(x + 1, y));
-    for (int y = 8; y < p.height - 1; y += 8)
-        for (int x = 0; x < p.width; ++x) filter(p.at(x, y - 2), p.at(x, y - 1), p.at(x, y), p.at(x, y + 1));
-}
-
 Planes reconstruct(const Levels& ly, const Levels& lcb, const Levels& lcr, int luma_quality, int chroma_quality) {
     Planes p;
     dequantise(ly, p.y, luma_quality);
@@ -506,8 +587,9 @@ std::vector<std::uint8_t> encode(const Image& portrait, std::size_t budget) {
         throw std::invalid_argument("wlt::encode: a portrait must be 102 x 126 pixels");
     budget = std::min(budget, kMaxEncodedSize);
 
-    const Planes source = to_planes(portrait);
-    const Transformed t{plane_dct(source.y), plane_dct(source.cb), plane_dct(source.cr)};
+    Planes source = to_planes(portrait);
+    lift_white(source.y, portrait);
+    const Transformed t{plane_dct(source.y), plane_dct(source.cb), plane_dct(source.cr), white_blocks(portrait)};
 
     // For each chroma offset, the finest luma quality that fits (sizes fall as the index rises,
     // nearly always; a binary search may then miss a slightly finer fit, never overshoot).
