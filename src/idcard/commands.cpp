@@ -31,15 +31,6 @@ std::int16_t exchange(std::int32_t icdev, std::uint8_t first, std::uint8_t secon
     return core::send_cmd_vn3x(icdev, static_cast<std::int32_t>(command.size()), command.data(), received, reply);
 }
 
-// As exchange, on the wait of a card read, with the standing wait restored behind it.
-std::int16_t read_exchange(std::int32_t icdev, std::uint8_t first, std::uint8_t second, std::uint32_t* received,
-                           std::span<std::uint8_t> reply) {
-    core::set_comm_timeout(kReadTimeoutMs, 0);
-    const std::int16_t status = exchange(icdev, first, second, received, reply);
-    core::set_comm_timeout(core::kStandingTimeoutMs, core::kStandingDelayMs);
-    return status;
-}
-
 // ---- Find, select, added and management information ------------------------------------------
 
 struct InfoCommand {
@@ -219,6 +210,27 @@ std::int16_t record_read(const RecordRead& read, std::int32_t icdev, std::uint32
 }
 
 }  // namespace
+
+std::int16_t read_exchange(std::int32_t icdev, std::uint8_t first, std::uint8_t second, std::uint32_t* received,
+                           std::span<std::uint8_t> reply) {
+    core::set_comm_timeout(kReadTimeoutMs, 0);
+    const std::int16_t status = exchange(icdev, first, second, received, reply);
+    core::set_comm_timeout(core::kStandingTimeoutMs, core::kStandingDelayMs);
+    return status;
+}
+
+CardReply read_card_reply(std::int32_t icdev, std::uint8_t first, std::uint8_t second, std::span<std::uint8_t> reply,
+                          Form form) {
+    CardReply result;
+    std::uint32_t received = 0;
+    result.status = read_exchange(icdev, first, second, &received, reply);
+    result.triple = triple_of(reply.data());
+    if (result.status == VNR_OK && result.triple.is(kSuccessSw3)) {
+        result.layout = read_layout(reply, received, form);
+        if (!result.layout) result.status = VNR_E_END_BYTE;
+    }
+    return result;
+}
 
 std::int16_t read_text_and_photo(std::int32_t icdev, std::uint32_t* len, std::uint8_t* data) {
     std::optional<core::LibraryGuard> guard(std::in_place);

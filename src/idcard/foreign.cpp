@@ -125,10 +125,7 @@ std::int16_t read_foreign(std::int32_t icdev, const char* bmp_path, std::uint32_
     std::int16_t status = VNR_OK;
     if (fingerprint) {
         // No handle test first: a handle below 1 comes back from the exchange as -33.
-        const std::array<std::uint8_t, 2> command{0xD0, 0x07};
-        core::set_comm_timeout(kReadTimeoutMs, 0);
-        status = core::send_cmd_vn3x(icdev, 2, command.data(), &received, reply);
-        core::set_comm_timeout(core::kStandingTimeoutMs, core::kStandingDelayMs);
+        status = read_exchange(icdev, 0xD0, 0x07, &received, reply);
         guard.reset();
     } else {
         guard.reset();

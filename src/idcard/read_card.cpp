@@ -30,16 +30,6 @@ constexpr std::size_t kLongestTextFolder = 250;   // IDCard_ReadCard_ExTwo's fol
 constexpr std::size_t kNumberNameLength = 16;     // what IDCard_ReadCard_Ex counts for a name from the number
 constexpr std::size_t kTextAsideRoom = 1024;      // IDCard_ReadCard_ExTwo's copy of the text block
 
-std::int16_t read_exchange(std::int32_t icdev, std::uint8_t first, std::uint8_t second, std::uint32_t* received,
-                           std::span<std::uint8_t> reply) {
-    const std::array<std::uint8_t, 2> command{first, second};
-    core::set_comm_timeout(kReadTimeoutMs, 0);
-    const std::int16_t status =
-        core::send_cmd_vn3x(icdev, static_cast<std::int32_t>(command.size()), command.data(), received, reply);
-    core::set_comm_timeout(core::kStandingTimeoutMs, core::kStandingDelayMs);
-    return status;
-}
-
 std::size_t bounded_length(const char* text, std::size_t limit) { return text != nullptr ? strnlen(text, limit) : 0; }
 
 // ---- IDCard_ReadCard -------------------------------------------------------------------------
@@ -109,14 +99,10 @@ std::int32_t read_card_extra(std::int32_t icdev, const char* bmp_path, char* err
         return VNR_E_BAD_HANDLE;
     }
     identity_record_clear(*guard);
-    std::uint32_t received = 0;
-    std::int32_t status = read_exchange(icdev, 0x32, 0x50, &received, reply);
-    const Triple triple = triple_of(reply.data());
-    std::optional<ReadLayout> layout;
-    if (status == VNR_OK && triple.is(kSuccessSw3)) {
-        layout = read_layout(reply, received, Form::a);
-        if (!layout) status = VNR_E_END_BYTE;
-    }
+    const CardReply card = read_card_reply(icdev, 0x32, 0x50, reply, Form::a);
+    const Triple& triple = card.triple;
+    const std::optional<ReadLayout>& layout = card.layout;
+    std::int32_t status = card.status;
     if (status != VNR_OK) {
         lay_text(errtext, kFailed);
     } else if (!triple.is(kSuccessSw3)) {
@@ -228,14 +214,11 @@ std::int16_t read_card_extwo(std::int32_t icdev, std::uint8_t decode, const char
         return VNR_E_CARD_STATUS;
     }
     std::vector<std::uint8_t> reply(3096, 0);
-    std::uint32_t received = 0;
-    std::int16_t status = read_exchange(icdev, 0x32, 0x50, &received, reply);
-    const Triple triple = triple_of(reply.data());
-    std::optional<ReadLayout> layout;
-    if (status == VNR_OK && triple.is(kSuccessSw3)) {
-        layout = read_layout(reply, received, Form::a);
-        if (!layout || layout->text_len > kTextAsideRoom) status = VNR_E_END_BYTE;
-    }
+    const CardReply card = read_card_reply(icdev, 0x32, 0x50, reply, Form::a);
+    const Triple& triple = card.triple;
+    const std::optional<ReadLayout>& layout = card.layout;
+    std::int16_t status = card.status;
+    if (card.read() && layout->text_len > kTextAsideRoom) status = VNR_E_END_BYTE;
     if (status != VNR_OK) {
         lay_text(errtext, kFailed);
         log::line("==>IDCard_ReadCard_ExTwo() 读取身份证信息失败，操作失败, 状态码: %d ", status);
@@ -290,14 +273,10 @@ std::int32_t read_card_finger(std::int32_t icdev, char* errtext) {
         log::text("==>IDCard_ReadCard_finger(), 句柄无效 ");
         return VNR_E_BAD_HANDLE;
     }
-    std::uint32_t received = 0;
-    std::int32_t status = read_exchange(icdev, 0xD0, 0x07, &received, reply);
-    const Triple triple = triple_of(reply.data());
-    std::optional<ReadLayout> layout;
-    if (status == VNR_OK && triple.is(kSuccessSw3)) {
-        layout = read_layout(reply, received, Form::b);
-        if (!layout) status = VNR_E_END_BYTE;  // as a failed exchange: no message
-    }
+    const CardReply card = read_card_reply(icdev, 0xD0, 0x07, reply, Form::b);
+    const Triple& triple = card.triple;
+    const std::optional<ReadLayout>& layout = card.layout;
+    std::int32_t status = card.status;  // a reply whose lengths cannot be taken: as a failed exchange
     if (status == VNR_OK && !triple.is(kSuccessSw3)) {
         lay_text(errtext, sw_text(triple.sw1, triple.sw2, triple.sw3));
         status = VNR_E_CARD_STATUS;
