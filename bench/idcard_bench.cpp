@@ -44,6 +44,12 @@ struct CardBench {
     std::int32_t icdev = 0;
 };
 
+// Reads the card once with its photo, which the benchmarks after the read work on. False when it failed.
+bool read_card_once(CardBench& bench, const std::string& photo) {
+    char errtext[32] = {};
+    return bench.icdev > 1 && IDCard_ReadCard_Extra(bench.icdev, photo.c_str(), errtext) == VNR_OK;
+}
+
 void ReadCardExtraAt115200(benchmark::State& state) {
     CardBench bench;
     if (bench.icdev <= 1) {
@@ -73,9 +79,8 @@ BENCHMARK(ReadCardExtraAt115200)->Iterations(10)->Unit(benchmark::kMillisecond)-
 
 void PhotoDecode(benchmark::State& state) {
     CardBench bench;
-    char errtext[32] = {};
     const std::string photo = (bench.prefix.root() / "card.bmp").string();
-    if (bench.icdev <= 1 || IDCard_ReadCard_Extra(bench.icdev, photo.c_str(), errtext) != VNR_OK) {
+    if (!read_card_once(bench, photo)) {
         state.SkipWithError("the card was not read");
         return;
     }
@@ -97,9 +102,8 @@ BENCHMARK(PhotoDecode)->Iterations(50)->Unit(benchmark::kMillisecond)->UseRealTi
 
 void MakePictureBothSides(benchmark::State& state) {
     CardBench bench;
-    char errtext[32] = {};
     const std::string photo = (bench.prefix.root() / "card.bmp").string();
-    if (bench.icdev <= 1 || IDCard_ReadCard_Extra(bench.icdev, photo.c_str(), errtext) != VNR_OK) {
+    if (!read_card_once(bench, photo)) {
         state.SkipWithError("the card was not read");
         return;
     }

@@ -5,6 +5,7 @@
 
 #include <fcntl.h>
 #include <io.h>
+#include <windows.h>
 
 #include <cstdarg>
 #include <cstdio>
@@ -73,6 +74,19 @@ private:
 
 // Hex digits to the bytes they stand for; false on an odd count or a character that is no hex digit.
 // The scripts hand texts over as hex of their GBK bytes, so that no code page stands in between.
+// The whole content of a file, others writing to it meanwhile; empty when it cannot be opened.
+inline std::string file_bytes(const std::string& path) {
+    std::string content;
+    const HANDLE file = ::CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                      OPEN_EXISTING, 0, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return content;
+    char chunk[4096];
+    DWORD got = 0;
+    while (::ReadFile(file, chunk, sizeof chunk, &got, nullptr) && got > 0) content.append(chunk, got);
+    ::CloseHandle(file);
+    return content;
+}
+
 inline bool from_hex(std::string_view hex, std::string& bytes) {
     auto value = [](char c) -> int {
         if (c >= '0' && c <= '9') return c - '0';

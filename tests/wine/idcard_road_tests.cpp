@@ -23,6 +23,7 @@
 namespace {
 
 using vnr::wine_test::Cases;
+using vnr::wine_test::file_bytes;
 using vnr::wine_test::ControlPort;
 using vnr::wine_test::from_hex;
 
@@ -78,17 +79,6 @@ bool parse(int argc, char** argv, Expected& expected) {
 }
 
 bool file_exists(const char* path) { return ::GetFileAttributesA(path) != INVALID_FILE_ATTRIBUTES; }
-
-std::string file_bytes(const char* path) {
-    std::string content;
-    const HANDLE file = ::CreateFileA(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-    if (file == INVALID_HANDLE_VALUE) return content;
-    char chunk[4096];
-    DWORD got = 0;
-    while (::ReadFile(file, chunk, sizeof chunk, &got, nullptr) && got > 0) content.append(chunk, got);
-    ::CloseHandle(file);
-    return content;
-}
 
 // A 24-bit BMP of the card portrait's size: "BM", width 102, height 126 (either direction).
 bool is_portrait_bitmap(const std::string& bytes) {

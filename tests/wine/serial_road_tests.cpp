@@ -26,6 +26,7 @@
 namespace {
 
 using vnr::wine_test::Cases;
+using vnr::wine_test::file_bytes;
 using vnr::wine_test::ControlPort;
 using vnr::wine_test::from_hex;
 
@@ -83,23 +84,11 @@ std::string hour_file(const SYSTEMTIME& t) {
     return path;
 }
 
-std::string read_file(const std::string& path) {
-    std::string content;
-    const HANDLE file = ::CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                      OPEN_EXISTING, 0, nullptr);
-    if (file == INVALID_HANDLE_VALUE) return content;
-    char chunk[4096];
-    DWORD got = 0;
-    while (::ReadFile(file, chunk, sizeof chunk, &got, nullptr) && got > 0) content.append(chunk, got);
-    ::CloseHandle(file);
-    return content;
-}
-
 // The log written between `from` and `to`: the hour files of both ends (the same file unless an hour
 // turned in between).
 std::string log_between(const SYSTEMTIME& from, const SYSTEMTIME& to) {
-    std::string content = read_file(hour_file(from));
-    if (hour_file(to) != hour_file(from)) content += read_file(hour_file(to));
+    std::string content = file_bytes(hour_file(from));
+    if (hour_file(to) != hour_file(from)) content += file_bytes(hour_file(to));
     return content;
 }
 
@@ -246,8 +235,8 @@ int main(int argc, char** argv) {
     const std::string log = log_between(before_load, now);
     cases.run("the load lines are in the hour file of the load", [&] {
         if (!cases.check(log_root_made, "D:\\VNlog could not be made (error %lu)", ::GetLastError())) return;
-        const std::string loaded_line = read_file(hour_file(before_load)) +
-                                        (hour_file(after_load) != hour_file(before_load) ? read_file(hour_file(after_load)) : "");
+        const std::string loaded_line = file_bytes(hour_file(before_load)) +
+                                        (hour_file(after_load) != hour_file(before_load) ? file_bytes(hour_file(after_load)) : "");
         const std::size_t load = loaded_line.find("-----------Dll Loaded-------------");
         cases.check(load != std::string::npos, "no load line in %s", hour_file(after_load).c_str());
         cases.check(loaded_line.find("---InitializeCriticalSection Succed", load) != std::string::npos,
