@@ -287,6 +287,7 @@ int idcard_command(int argc, char** argv) {
         } else {
             const std::vector<std::string> fields = split_line(line.data());
             print_card(foreign == 1, fields, options.photo.empty() ? "" : photo.file.string(), options.json);
+            std::fflush(stdout);  // the card first, then what drawing it says
             if (!options.image.empty()) result = draw_card(foreign == 1, fields, photo_text, options.image);
         }
     }
