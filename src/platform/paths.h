@@ -11,7 +11,9 @@
 namespace vnr::platform {
 
 // The native form of a path given in Windows form. A relative path keeps its relative form with the
-// separators made native. On Linux a GBK name becomes the UTF-8 name that the file system shows.
+// separators made native. On Linux a drive path's GBK names become the UTF-8 names that the file
+// system shows, its "." and ".." are resolved without leaving the drive's folder, a path that starts
+// with "\" but names no drive is taken on drive C, and a native path ("/...") stays as it is.
 std::string native_path(std::string_view windows_path);
 
 // True for a path that is already native and absolute: one that starts with "/" on Linux. Never on

@@ -10,6 +10,10 @@
 #include "support/temp_prefix.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+
+#include <csignal>
 
 #include <atomic>
 #include <ctime>
@@ -64,10 +68,16 @@ TEST(Paths, DriveLettersAndPortsMapBelowThePrefix) {
     EXPECT_EQ(serial_port_name(0), "/dev/ttyS0");
     prefix.map_com(10, "/dev/null");
     EXPECT_EQ(serial_port_name(9), (prefix.com(10)).string());
-    // GBK names become the UTF-8 names a Linux file system shows; the trail byte of 乗 (81 5C)
-    // equals a backslash and must not become a separator.
+    // GBK names of a drive path become the UTF-8 names a Linux file system shows; the trail byte of
+    // 乗 (81 5C) equals a backslash and must not become a separator.
     EXPECT_EQ(native_path("C:\\\xD5\xD5\xC6\xAC\\zp.bmp"), root + "/drive_c/照片/zp.bmp");
-    EXPECT_EQ(native_path("/tmp/\x81\x5C.bmp"), "/tmp/乗.bmp");
+    EXPECT_EQ(native_path("C:\\\x81\x5C.bmp"), root + "/drive_c/乗.bmp");
+    EXPECT_EQ(native_path("/tmp/\xE4\xB9\x97.bmp"), "/tmp/\xE4\xB9\x97.bmp");  // a native path stands as it is
+    // No path leaves its drive's folder, and one that starts at a top without a drive is on drive C.
+    EXPECT_EQ(native_path("C:\\..\\..\\escape.bmp"), root + "/drive_c/escape.bmp");
+    EXPECT_EQ(native_path("c:\\a\\.\\b\\..\\c\\"), root + "/drive_c/a/c/");
+    EXPECT_EQ(native_path("\\tmp\\x.bmp"), root + "/drive_c/tmp/x.bmp");
+    EXPECT_EQ(drive_root("\\tmp"), root + "/drive_c");
     EXPECT_EQ(native_path("C:\\\x81"), root + "/drive_c/\x81");  // no GBK text: the bytes stay
     EXPECT_TRUE(is_native_absolute("/tmp"));
     EXPECT_FALSE(is_native_absolute("C:\\tmp"));
@@ -129,6 +139,25 @@ TEST(Files, FoldersListingsAndAppends) {
     EXPECT_TRUE(remove_file(file));
     EXPECT_FALSE(path_exists(file));
     EXPECT_FALSE(append_file((prefix.root() / "none" / "f").string(), "x", 1, WriteMode::text));
+}
+
+TEST(Files, AFailedWriteLeavesNoHalfWrittenFile) {
+    const TempPrefix prefix;
+    const std::string path = (prefix.root() / "picture.bmp").string();
+    // A child process whose files may not grow beyond 1000 bytes writes 5000: the write fails and
+    // must not leave the first 1000 bytes behind under the name.
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit{1000, 1000};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        const std::string data(5000, 'x');
+        const bool wrote = write_file(path, data.data(), data.size());
+        ::_exit(!wrote && !path_exists(path) ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
 }
 
 TEST(Lock, IsReentrantAndExcludesOtherThreads) {

@@ -90,13 +90,23 @@ bool write_all(int fd, const unsigned char* data, std::size_t size) noexcept {
     return true;
 }
 
+// Creates or empties `path` and fills it with `write`. When that fails the file is removed: no
+// half-written file is left under the name.
+template <typename Writer>
+bool write_whole(const std::string& path, Writer&& write) noexcept {
+    UniqueFd fd{::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)};
+    if (!fd) return false;
+    const bool written = write(fd.get());
+    const bool closed = ::close(fd.release()) == 0;
+    if (written && closed) return true;
+    ::unlink(path.c_str());
+    return false;
+}
+
 }  // namespace
 
 bool write_file(const std::string& path, const void* data, std::size_t size) noexcept {
-    UniqueFd fd{::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)};
-    if (!fd) return false;
-    const bool written = write_all(fd.get(), static_cast<const unsigned char*>(data), size);
-    return ::close(fd.release()) == 0 && written;
+    return write_whole(path, [&](int fd) { return write_all(fd, static_cast<const unsigned char*>(data), size); });
 }
 
 bool read_file(const std::string& path, std::size_t limit, std::vector<unsigned char>& data) {
@@ -144,17 +154,16 @@ bool copy_file(const std::string& from, const std::string& to) noexcept {
             return true;
         UniqueFd in{::open(from.c_str(), O_RDONLY | O_CLOEXEC)};
         if (!in) return false;
-        UniqueFd out{::open(to.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)};
-        if (!out) return false;
         std::vector<unsigned char> chunk(64 * 1024);
-        for (;;) {
-            const ssize_t count = ::read(in.get(), chunk.data(), chunk.size());
-            if (count < 0 && errno == EINTR) continue;
-            if (count < 0) return false;
-            if (count == 0) break;
-            if (!write_all(out.get(), chunk.data(), static_cast<std::size_t>(count))) return false;
-        }
-        return ::close(out.release()) == 0;
+        return write_whole(to, [&](int out) {
+            for (;;) {
+                const ssize_t count = ::read(in.get(), chunk.data(), chunk.size());
+                if (count < 0 && errno == EINTR) continue;
+                if (count < 0) return false;
+                if (count == 0) return true;
+                if (!write_all(out, chunk.data(), static_cast<std::size_t>(count))) return false;
+            }
+        });
     } catch (...) {
         return false;  // out of memory for the chunk
     }

@@ -7,8 +7,10 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <vector>
 
 namespace vnr::platform {
 
@@ -44,19 +46,46 @@ std::string with_slashes(std::string_view path) {
     return native;
 }
 
+// A path that starts at the top of a drive without naming one ("\photos"): on Windows the current
+// drive's, here always drive C's.
+bool is_rooted(std::string_view path) { return !path.empty() && path.front() == '\\'; }
+
+// The components of a path below a drive's top, "." and ".." resolved as Windows resolves them: ".."
+// at the top stays at the top, so that no path leaves its drive's folder. A trailing separator stays.
+std::string below_drive(std::string_view rest) {
+    const std::string text = with_slashes(rest);
+    std::vector<std::string> parts;
+    std::size_t start = 0;
+    while (start <= text.size()) {
+        const std::size_t end = std::min(text.find('/', start), text.size());
+        const std::string part = text.substr(start, end - start);
+        if (part == "..") {
+            if (!parts.empty()) parts.pop_back();
+        } else if (!part.empty() && part != ".") {
+            parts.push_back(part);
+        }
+        start = end + 1;
+    }
+    std::string out;
+    for (const std::string& part : parts) out += "/" + part;
+    if (!parts.empty() && !text.empty() && text.back() == '/') out += '/';
+    return out;
+}
+
 }  // namespace
 
 std::string drive_root(std::string_view windows_path) {
+    if (is_rooted(windows_path)) return prefix() + "/drive_c";
     if (!has_drive(windows_path)) return {};
     const char letter = static_cast<char>(std::tolower(static_cast<unsigned char>(windows_path[0])));
     return prefix() + "/drive_" + letter;
 }
 
 std::string native_path(std::string_view windows_path) {
+    if (is_native_absolute(windows_path)) return std::string(windows_path);  // a Linux path, as it stands
+    if (is_rooted(windows_path)) return drive_root(windows_path) + below_drive(windows_path);
     if (!has_drive(windows_path)) return with_slashes(windows_path);
-    std::string rest = with_slashes(windows_path.substr(2));
-    if (!rest.empty() && rest.front() != '/') rest.insert(rest.begin(), '/');
-    return drive_root(windows_path) + rest;
+    return drive_root(windows_path) + below_drive(windows_path.substr(2));
 }
 
 bool is_native_absolute(std::string_view path) noexcept { return !path.empty() && path.front() == '/'; }

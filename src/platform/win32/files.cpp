@@ -101,13 +101,19 @@ bool append_file(const std::string& path, const char* data, std::size_t size, Wr
 
 bool write_file(const std::string& path, const void* data, std::size_t size) noexcept {
     if (size > std::numeric_limits<DWORD>::max()) return false;
-    UniqueFileHandle file{::CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
-                                        FILE_ATTRIBUTE_NORMAL, nullptr)};
-    if (!file) return false;
-    DWORD written = 0;
-    const bool wrote = size == 0 || (::WriteFile(file.get(), data, static_cast<DWORD>(size), &written, nullptr) != FALSE &&
-                                     written == size);
-    return file.close() && wrote;
+    bool wrote = false;
+    {
+        UniqueFileHandle file{::CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
+                                            FILE_ATTRIBUTE_NORMAL, nullptr)};
+        if (!file) return false;
+        DWORD written = 0;
+        wrote = size == 0 ||
+                (::WriteFile(file.get(), data, static_cast<DWORD>(size), &written, nullptr) != FALSE && written == size);
+        wrote = file.close() && wrote;
+    }
+    // No half-written file is left under the name.
+    if (!wrote) ::DeleteFileA(path.c_str());
+    return wrote;
 }
 
 bool read_file(const std::string& path, std::size_t limit, std::vector<unsigned char>& data) {
