@@ -4,6 +4,8 @@
 // inside them.
 #include "platform/drawing.h"
 
+#include "platform/posix/iconv_handle.h"
+
 #include "platform/bmp_file.h"
 #include "platform/lock.h"
 
@@ -107,22 +109,6 @@ using FontConfig = std::unique_ptr<FcConfig, Releaser<FcConfigDestroy>>;
 using FontPattern = std::unique_ptr<FcPattern, Releaser<FcPatternDestroy>>;
 using FontSet = std::unique_ptr<FcFontSet, Releaser<FcFontSetDestroy>>;
 using FontObjectSet = std::unique_ptr<FcObjectSet, Releaser<FcObjectSetDestroy>>;
-
-// One iconv conversion descriptor; get() is (iconv_t)-1 when the system has no such conversion.
-class Iconv {
-public:
-    Iconv(const char* to, const char* from) noexcept : cd_(::iconv_open(to, from)) {}
-    ~Iconv() {
-        if (*this) ::iconv_close(cd_);
-    }
-    Iconv(const Iconv&) = delete;
-    Iconv& operator=(const Iconv&) = delete;
-    explicit operator bool() const noexcept { return cd_ != reinterpret_cast<iconv_t>(-1); }
-    iconv_t get() const noexcept { return cd_; }
-
-private:
-    iconv_t cd_;
-};
 
 constexpr int kCellHeight = 12;       // the font's height: one line of text
 constexpr int kNarrowCell = 6;        // a single-byte character's cell

@@ -1,7 +1,7 @@
 // src/platform/posix/text.cpp: platform (POSIX). GBK conversions through iconv.
 #include "platform/text.h"
 
-#include <iconv.h>
+#include "platform/posix/iconv_handle.h"
 
 #include <cerrno>
 #include <vector>
@@ -13,8 +13,8 @@ namespace {
 // Converts with one iconv descriptor; an input sequence the target lacks becomes `replacement`.
 bool convert(const char* to, const char* from, const char* input, std::size_t size, std::size_t unit,
              std::string& output, const char* replacement) {
-    const iconv_t cd = ::iconv_open(to, from);
-    if (cd == reinterpret_cast<iconv_t>(-1)) return false;
+    const Iconv cd(to, from);
+    if (!cd) return false;
     output.clear();
     std::vector<char> chunk(256);
     char* in = const_cast<char*>(input);
@@ -22,7 +22,7 @@ bool convert(const char* to, const char* from, const char* input, std::size_t si
     while (in_left > 0) {
         char* out = chunk.data();
         std::size_t out_left = chunk.size();
-        const std::size_t result = ::iconv(cd, &in, &in_left, &out, &out_left);
+        const std::size_t result = ::iconv(cd.get(), &in, &in_left, &out, &out_left);
         output.append(chunk.data(), chunk.size() - out_left);
         if (result != static_cast<std::size_t>(-1)) break;
         if (errno == E2BIG) continue;
@@ -39,7 +39,6 @@ bool convert(const char* to, const char* from, const char* input, std::size_t si
         in += step;
         in_left -= step;
     }
-    ::iconv_close(cd);
     return true;
 }
 

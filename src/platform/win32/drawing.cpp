@@ -204,12 +204,13 @@ private:
     UniqueBitmap bitmap_;
 };
 
-// The card font: CreateFontW(12, 6, ..., 0x20, "宋体"). The face is named in Unicode so that the
-// system code page plays no part; a system that knows it only by its English name gets "SimSun".
+// The card font: CreateFontW(12, 6, 0, 0, 0, no italic, underline or strike-out, character set 0,
+// precision and quality 0, 0x20, "宋体"). The face is named in Unicode so that the system code page
+// plays no part; a system that knows it only by its English name gets "SimSun".
 UniqueFont make_card_font(HDC dc) {
     UniqueFont chosen;
     for (const wchar_t* face : {L"\u5B8B\u4F53", L"SimSun"}) {
-        UniqueFont font{::CreateFontW(kCellHeight, kNarrowCell, 0, 0, 0, FALSE, FALSE, FALSE, DEFAULT_CHARSET, 0, 0,
+        UniqueFont font{::CreateFontW(kCellHeight, kNarrowCell, 0, 0, 0, FALSE, FALSE, FALSE, ANSI_CHARSET, 0, 0,
                                       0, kPitchAndFamily, face)};
         if (!font) continue;
         wchar_t selected[LF_FACESIZE] = {};
