@@ -59,7 +59,8 @@ std::size_t foreign_field(int selector, const std::uint8_t* block, char* out) {
     std::array<char, kTextRoom> work{};
     field_text(scratch.data(), field.capacity, work);
     if (selector == kSexSelector) {
-        const std::string name = gbk(sex_name(work[0], true));
+        std::string name;
+        if (!gbk_for_caller(sex_name(work[0], true), name)) return 0;
         std::memcpy(out, name.data(), name.size());
         return name.size();
     }

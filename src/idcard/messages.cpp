@@ -40,15 +40,17 @@ std::string gbk(std::string_view utf8) {
     return text;
 }
 
+bool gbk_for_caller(std::string_view utf8, std::string& gbk) { return platform::utf8_to_gbk(utf8, gbk); }
+
 void lay_text(char* dest, std::string_view utf8) {
-    if (dest == nullptr) return;
-    const std::string text = gbk(utf8);
+    std::string text;
+    if (dest == nullptr || !gbk_for_caller(utf8, text)) return;
     std::memcpy(dest, text.data(), text.size());
 }
 
 void lay_text_z(char* dest, std::string_view utf8) {
-    if (dest == nullptr) return;
-    const std::string text = gbk(utf8);
+    std::string text;
+    if (dest == nullptr || !gbk_for_caller(utf8, text)) return;
     std::memcpy(dest, text.c_str(), text.size() + 1);
 }
 

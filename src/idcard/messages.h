@@ -8,11 +8,16 @@
 
 namespace vnr::idcard {
 
-// The GBK bytes of one of the library's own texts.
+// The GBK bytes of one of the library's own texts, for the log: the UTF-8 bytes when the system
+// cannot convert.
 std::string gbk(std::string_view utf8);
 
+// The GBK bytes of one of the library's own texts for a caller's buffer, whose room is counted in GBK
+// bytes: false when the system cannot convert, and then nothing may be written.
+bool gbk_for_caller(std::string_view utf8, std::string& gbk);
+
 // Lays the GBK bytes of `utf8` at the head of `dest` without a terminator: the bytes behind them stay
-// as they were. Nothing is written when `dest` is null.
+// as they were. Nothing is written when `dest` is null or the text cannot be converted.
 void lay_text(char* dest, std::string_view utf8);
 
 // As lay_text, with a terminating zero.

@@ -65,9 +65,11 @@ char separator_of(std::string_view path) { return platform::is_native_absolute(p
 
 bool ends_with_separator(std::string_view path) { return !path.empty() && path.back() == separator_of(path); }
 
-// The position of the last separator ("\" or "/"), stepping over double-byte characters as the
-// system's path functions do, so that a GBK trail byte 0x5C is no separator here. npos when none.
+// The position of the last separator: in a native path the last "/", whatever its bytes are; in a
+// Windows path the last "\" or "/", stepping over double-byte characters as the system's path functions
+// do, so that a GBK trail byte 0x5C is no separator. npos when none.
 std::size_t last_separator(std::string_view path) {
+    if (platform::is_native_absolute(path)) return path.rfind('/');
     std::size_t last = std::string_view::npos;
     for (std::size_t i = 0; i < path.size(); ++i) {
         if (is_lead_byte(static_cast<unsigned char>(path[i])) && i + 1 < path.size()) {
@@ -87,10 +89,9 @@ std::string without_file_name(std::string_view path) {
     return std::string(path.substr(0, root ? at + 1 : at));
 }
 
-// A path that names neither a drive, a root nor a native absolute place.
-bool is_relative(std::string_view path) {
+// A Windows path that names no drive (a native path names its place whole).
+bool names_no_drive(std::string_view path) {
     if (path.empty() || platform::is_native_absolute(path)) return false;
-    if (path.front() == '\\' || path.front() == '/') return false;
     return !(path.size() >= 2 && path[1] == ':');
 }
 
@@ -290,9 +291,9 @@ std::int16_t photo_save_extra(std::span<const std::uint8_t> photo, std::string_v
     write_file_at(*wlt, photo);
     const std::int16_t st = wlt_to_bmp(*wlt);
     if (!exists(*bmp)) return save_status(*bmp, st);
-    // The given path begins with the bitmap's path already. Only a relative one is then moved below
+    // The given path begins with the bitmap's path already. One without a drive is then moved below
     // the photo folder; a path with a drive, or a native one, names the place the caller wanted.
-    if (is_relative(*bmp)) {
+    if (names_no_drive(*bmp)) {
         if (const auto target = fitting(photo_text(PhotoText::path) + *bmp)) move_file(*bmp, *target);
     }
     return VNR_OK;

@@ -120,7 +120,7 @@ std::int32_t read_card_extra(std::int32_t icdev, const char* bmp_path, char* err
             guard.emplace();
             if (status == VNR_OK) {
                 set_photo_text(PhotoText::extra_file, path);
-                set_photo_text(PhotoText::last_file, identity_record(*guard).photo_file.data());
+                set_photo_text(PhotoText::last_file, bare);  // what the record was given, not what it holds now
                 lay_text(errtext, kDone);
             } else if (status == VNR_E_PHOTO_PATH) {
                 lay_text_z(errtext, "照片文件地址传入有误");

@@ -63,7 +63,8 @@ IdentityRecord& record_instance() noexcept {
 bool is_lead_byte(unsigned char c) noexcept { return c >= 0x81 && c <= 0xFE; }
 
 std::size_t write_text(char* out, std::string_view utf8) {
-    const std::string text = gbk(utf8);
+    std::string text;
+    if (!gbk_for_caller(utf8, text)) return 0;  // the caller's room is counted in GBK bytes
     if (out != nullptr) std::memcpy(out, text.data(), text.size());
     return text.size();
 }
