@@ -69,8 +69,10 @@
 #define VNR_E_PHOTO_DEVICE     (-8)
 #define VNR_E_PHOTO_OTHER      (-9)
 
-/* A reply of the identity card module whose declared lengths reach past the bytes received, or past
- * the buffer they are read into, is refused with VNR_E_END_BYTE: its declared length cannot be taken. */
+/* A card read whose reply states lengths (its length field, text, photo and fingerprint lengths, the
+ * 256-byte text block) that reach past the bytes received is refused with VNR_E_END_BYTE: its declared
+ * length cannot be taken. IDCard_Read hands any reply over as it came, and IDCard_ReadCard, which takes
+ * only the text, needs only the text block. */
 
 #ifdef __cplusplus
 extern "C" {
@@ -237,7 +239,9 @@ VNR_API int16_t VNR_CALL IDCard_SetPhotoPath(const char* path);
 VNR_API int16_t VNR_CALL IDCard_SetPhotoName(const char* name);
 
 /* Writes `photo_len` bytes of WLT data to <folder><name>.wlt, decodes it to <folder><name>.bmp and
- * copies that to `copy_to`. Returns 0 or a photo save status. */
+ * copies that to `copy_to`. Returns 0, a photo save status, VNR_E_GENERAL when the photo folder is not
+ * usable, or VNR_E_BAD_ARGUMENT for a negative length, a null photo with a length, or a path that
+ * would not fit 260 bytes. */
 VNR_API int16_t VNR_CALL IDCard_PhotoSave_Ex(const uint8_t* photo, int32_t photo_len, const char* copy_to);
 
 /* Copies the path of the last photo file, with its terminator, to `file` (260 bytes). */
@@ -259,7 +263,10 @@ VNR_API int32_t VNR_CALL GetFileBase64Buffer(const char* file, char* base64);
  * Each draws the card's face over the library's own template with the given GBK texts (empty or NULL
  * draws nothing) and writes a 24-bit bitmap to `out_file`: both sides on one sheet (343 x 436), the
  * front (343 x 215) or the back (343 x 215). `birthday`, `valid_from` and `valid_to` are YYYYMMDD;
- * `address` (at most 70 bytes) is drawn on up to three lines. The photo is a bitmap file, usually the
+ * `address` (at most 70 bytes) is drawn on up to three lines of at most 22 bytes, the third taking the
+ * rest; a line never ends inside a double-byte character (the front cuts after 22 bytes, or 21 when 22
+ * would split one; the sheet after 22 when the byte at index 21 is below 0x80, else after 21 or, when
+ * that would split one, 20). The photo is a bitmap file, usually the
  * one a read saved; its background colour, which the file's third-last byte gives, lets the card show
  * through. A photo that cannot be read is replaced by the last one drawn. No result: a file that
  * cannot be written is simply not there. */

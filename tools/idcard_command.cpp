@@ -32,16 +32,12 @@ volatile std::sig_atomic_t interrupted = 0;
 
 extern "C" void on_interrupt(int) { interrupted = 1; }
 
-// The text of a command-line argument or a file system path as the library takes it: GBK.
-std::string to_library_text(const std::string& system_text) {
-#if defined(_WIN32)
-    return system_text;  // the system's code page already
-#else
-    std::string gbk;
-    std::string back;
-    if (!platform::utf8_to_gbk(system_text, gbk) || !platform::gbk_to_utf8(gbk, back) || back != system_text) return {};
-    return gbk;
-#endif
+// A file's path as the library takes it: absolute, so that the library's change of the current
+// directory (a log line makes one) cannot move it, and in the system's own form: on Linux a native path
+// as it stands, on Windows the system code page's text.
+std::string library_path(const fs::path& file) {
+    std::error_code ignored;
+    return fs::absolute(file, ignored).string();
 }
 
 std::string to_utf8(std::string_view gbk) {
@@ -239,12 +235,8 @@ int draw_card(bool foreign, const std::vector<std::string>& fields, const std::s
         return 1;
     }
     std::error_code ignored;
-    const fs::path file = fs::absolute(image, ignored);  // a log line changes the current directory
-    const std::string out = to_library_text(file.string());
-    if (out.empty()) {
-        std::fprintf(stderr, "vnr: the image path '%s' cannot be given to the library in GBK\n", image.c_str());
-        return 1;
-    }
+    const fs::path file = library_path(image);
+    const std::string out = file.string();
     fs::remove(file, ignored);
     MakePicture(out.c_str(), photo.c_str(), fields[0].c_str(), fields[1].c_str(), fields[2].c_str(), fields[3].c_str(),
                 fields[4].c_str(), fields[5].c_str(), fields[6].c_str(), fields[7].c_str(), fields[8].c_str());
@@ -266,11 +258,7 @@ int idcard_command(int argc, char** argv) {
         std::fprintf(stderr, "vnr: no place for the photo file\n");
         return 1;
     }
-    const std::string photo_text = to_library_text(photo.file.string());
-    if (photo_text.empty()) {
-        std::fprintf(stderr, "vnr: the photo path '%s' cannot be given to the library in GBK\n", photo.file.string().c_str());
-        return 1;
-    }
+    const std::string photo_text = library_path(photo.file);
     const std::int32_t handle = open_reader(options.open);
     if (handle <= 1) return 1;
     std::signal(SIGINT, on_interrupt);
@@ -318,7 +306,7 @@ int wlt_command(int argc, char** argv) {
         return 0;
     }
     if (what == "decode" && argc == 2) {
-        const std::string file = to_library_text(argv[1]);
+        const std::string file = library_path(argv[1]);
         char message[64] = {};
         const std::int16_t status = iWlttoBmp(file.c_str(), message);
         std::printf("%s (%d)\n", to_utf8(message).c_str(), status);

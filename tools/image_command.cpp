@@ -203,8 +203,9 @@ int image_command(int argc, char** argv) {
     }
     std::array<std::string, kKeys.size()> gbk;
     for (std::size_t i = 0; i < kKeys.size(); ++i) gbk[i] = gbk_of(fields[std::string(kKeys[i])]);
-    const std::string out_text = gbk_of(out.string());
-    const std::string photo_text = photo.empty() ? std::string() : gbk_of(fs::absolute(photo, ignored).string());
+    // Paths go as the system spells them (on Linux a native path stands as it is); texts go as GBK.
+    const std::string out_text = out.string();
+    const std::string photo_text = photo.empty() ? std::string() : fs::absolute(photo, ignored).string();
     fs::remove(out, ignored);
     if (face == "both") {
         MakePicture(out_text.c_str(), photo_text.c_str(), gbk[0].c_str(), gbk[1].c_str(), gbk[2].c_str(), gbk[3].c_str(),
