@@ -98,42 +98,53 @@ std::int16_t info_command(const InfoCommand& command, std::int32_t icdev, std::u
 
 constexpr std::size_t kIdReplySize = 100;
 
-std::int16_t module_id(std::int32_t icdev, std::uint8_t* len, std::uint8_t* data) {
+// The two id commands: raw bytes back, no module reply and no triple.
+struct IdCommand {
+    std::uint8_t second_byte;   // of the command, after 32
+    bool handle_test;           // false: a handle below 1 comes back from the exchange as -33
+    bool read_wait;             // the wait of a card read, else the standing one
+    const char* entry_line;
+    const char* failed_line;    // "%d": the status
+    const char* done_line;
+};
+
+constexpr IdCommand kModuleId{0x51, false, true, "==> IDCard_GetModeID() 获取二代证模块ID",
+                              "==> IDCard_GetModeID() 获取二代证模块ID! 状态码:%d ",
+                              "==> IDCard_GetModeID() 获取二代证模块成功 "};
+constexpr IdCommand kCardId{0x52, true, false, "-----IDCard_Read_IDNUM-----",
+                            "==> IDCard_Read_IDNUM() 读身份证ID失败，状态码：%d ", "==> IDCard_Read_IDNUM() 读身份证ID成功 "};
+
+// Sends the id command and copies what came, as it came, to `data`; *received gets its count.
+std::int16_t id_command(const IdCommand& command, std::int32_t icdev, std::uint32_t* received, std::uint8_t* data) {
     std::optional<core::LibraryGuard> guard(std::in_place);
-    log::text("==> IDCard_GetModeID() 获取二代证模块ID");
+    log::text(command.entry_line);
+    if (command.handle_test && icdev < 1) return VNR_E_BAD_HANDLE;
     std::array<std::uint8_t, kIdReplySize> reply{};
-    std::uint32_t received = 0;
-    // No handle test of its own: a handle below 1 comes back from the exchange as -33.
-    const std::int16_t status = read_exchange(icdev, 0x32, 0x51, &received, reply);
+    const std::int16_t status = command.read_wait ? read_exchange(icdev, 0x32, command.second_byte, received, reply)
+                                                  : exchange(icdev, 0x32, command.second_byte, received, reply);
     if (status != VNR_OK) {
         guard.reset();
-        log::line("==> IDCard_GetModeID() 获取二代证模块ID! 状态码:%d ", status);
+        log::line(command.failed_line, status);
         return status;
     }
-    if (len != nullptr) *len = static_cast<std::uint8_t>(received & 0xFF);
-    if (data != nullptr) std::copy_n(reply.begin(), received, data);
+    if (data != nullptr) std::copy_n(reply.begin(), *received, data);
     guard.reset();
-    log::text("==> IDCard_GetModeID() 获取二代证模块成功 ");
+    log::text(command.done_line);
     return VNR_OK;
 }
 
-std::int16_t card_id(std::int32_t icdev, std::uint32_t* len, std::uint8_t* data) {
-    std::optional<core::LibraryGuard> guard(std::in_place);
-    log::text("-----IDCard_Read_IDNUM-----");
-    if (icdev < 1) return VNR_E_BAD_HANDLE;
-    std::array<std::uint8_t, kIdReplySize> reply{};
+std::int16_t module_id(std::int32_t icdev, std::uint8_t* len, std::uint8_t* data) {
     std::uint32_t received = 0;
-    const std::int16_t status = exchange(icdev, 0x32, 0x52, &received, reply);
-    if (status != VNR_OK) {
-        guard.reset();
-        log::line("==> IDCard_Read_IDNUM() 读身份证ID失败，状态码：%d ", status);
-        return status;
-    }
-    if (len != nullptr) *len = received;
-    if (data != nullptr) std::copy_n(reply.begin(), received, data);
-    guard.reset();
-    log::text("==> IDCard_Read_IDNUM() 读身份证ID成功 ");
-    return VNR_OK;
+    const std::int16_t status = id_command(kModuleId, icdev, &received, data);
+    if (status == VNR_OK && len != nullptr) *len = static_cast<std::uint8_t>(received & 0xFF);
+    return status;
+}
+
+std::int16_t card_id(std::int32_t icdev, std::uint32_t* len, std::uint8_t* data) {
+    std::uint32_t received = 0;
+    const std::int16_t status = id_command(kCardId, icdev, &received, data);
+    if (status == VNR_OK && len != nullptr) *len = received;
+    return status;
 }
 
 // ---- The reads that fill the record -----------------------------------------------------------
