@@ -1,5 +1,6 @@
 // src/core/session.cpp: core. The device session: finding and opening a reader, its version, closing.
 #include "core/boundary.h"
+#include "core/call.h"
 #include "core/exchange.h"
 #include "core/library_lock.h"
 #include "core/link/device_table.h"
@@ -123,24 +124,20 @@ std::int16_t close_reader(std::int32_t icdev) {
 }
 
 std::int16_t reader_version(std::int32_t icdev, std::uint8_t module, std::uint8_t* length, std::uint8_t* text) {
-    const LibraryGuard guard;
-    log::line("---device get version---");
-    if (length == nullptr || text == nullptr) return log::refuse(VNR_E_BAD_ARGUMENT, "==>device_version(), text参数不合法 ");
+    Call call("---device get version---");
+    if (length == nullptr || text == nullptr) return call.refuse(VNR_E_BAD_ARGUMENT, "==>device_version(), text参数不合法 ");
     *length = 0;
-    if (icdev < 1) return log::refuse(VNR_E_BAD_HANDLE, "==>device_version(), 句柄无效 ");
-    if (module > kLastModule) return log::refuse(VNR_E_BAD_ARGUMENT, "==>device_version(), module参数不合法 ");
+    if (const auto refused = call.refused({handle_check(icdev, "==>device_version(), 句柄无效 "),
+                                           argument_check(module <= kLastModule, "==>device_version(), module参数不合法 ")}))
+        return *refused;
     const std::array<std::uint8_t, 3> command{0x31, 0x11, module};
-    std::array<std::uint8_t, kVersionReplySize> reply{};
-    std::uint32_t reply_length = 0;
-    const std::int16_t status = send_cmd_vn3x(icdev, command.size(), command.data(), &reply_length, reply);
-    if (status != VNR_OK) {
-        log::line("==> 获取读写器版本信息错误! 错误码:%d ", status);
-        return status;
+    ReplyRoom room(kVersionReplySize);
+    const Reply reply = call.exchange(icdev, command, room);
+    if (reply.ok()) {
+        std::copy(reply.data.begin(), reply.data.end(), text);
+        *length = static_cast<std::uint8_t>(reply.data.size());
     }
-    std::copy_n(reply.begin(), reply_length, text);
-    *length = static_cast<std::uint8_t>(reply_length);
-    log::line("==> 获取读写器版本信息成功!");
-    return VNR_OK;
+    return call.finish_either(reply.status, "==> 获取读写器版本信息错误! 错误码:%d ", "==> 获取读写器版本信息成功!");
 }
 
 }  // namespace vnr::core

@@ -57,12 +57,10 @@ PhotoState& photo_state(const core::LibraryGuard&) {
 // A text argument: empty for a null pointer.
 std::string_view text_of(const char* text) { return text != nullptr ? std::string_view(text) : std::string_view(); }
 
-bool is_lead_byte(unsigned char c) { return c >= 0x81 && c <= 0xFE; }
-
 // True when `at` falls between two characters of the GBK text (not between a lead and a trail byte).
 bool is_boundary(std::string_view text, std::size_t at) {
     std::size_t i = 0;
-    while (i < at && i < text.size()) i += is_lead_byte(static_cast<unsigned char>(text[i])) && i + 1 < text.size() ? 2 : 1;
+    while (i < at && i < text.size()) i += gbk_char_length(text, i);
     return i == at;
 }
 

@@ -4,14 +4,11 @@
 #include "idcard/foreign.h"
 
 #include "core/boundary.h"
-#include "core/exchange.h"
-#include "core/library_lock.h"
-#include "core/log.h"
-#include "core/state.h"
+#include "core/call.h"
 #include "crypto/encoders.h"
 #include "idcard/commands.h"
 #include "idcard/messages.h"
-#include "idcard/module_reply.h"
+#include "idcard/reply.h"
 #include "idcard/photo_store.h"
 #include "idcard/record.h"
 #include "vnr_32.h"
@@ -24,6 +21,9 @@
 #include <vector>
 
 namespace vnr::idcard {
+
+using core::Call;
+using core::ReplyRoom;
 
 namespace {
 
@@ -45,7 +45,8 @@ constexpr std::string_view kForeignMark = "I";
 constexpr std::size_t kLongestBitmapPath = 254;
 constexpr std::size_t kReplySize = 3096;
 constexpr std::size_t kLineRoom = 3096;
-constexpr std::size_t kTextRoom = 256;  // a converted field, terminated: more than any capacity
+constexpr std::size_t kTextRoom = 256;
+constexpr std::int32_t kWithFingerprint = 1;  // with_fingerprint: any other value reads without  // a converted field, terminated: more than any capacity
 
 using FieldText = std::array<char, kTextRoom>;
 
@@ -105,60 +106,46 @@ void foreign_line(const std::uint8_t* block, const char* fingerprint_hex, char* 
 
 std::int16_t read_foreign(std::int32_t icdev, const char* bmp_path, std::uint32_t* is_foreign, char* line,
                           std::int32_t with_fingerprint) {
-    std::optional<core::LibraryGuard> guard(std::in_place);
-    log::text("==>IDCard_ReadCard_Foreign ");
-    const auto finish = [&](std::int16_t status) {
-        if (!guard) guard.emplace();
-        log::line("==>IDCard_ReadCard_Foreign 返回值: %d", status);
-        return status;
-    };
+    static constexpr char kResult[] = "==>IDCard_ReadCard_Foreign 返回值: %d";
+    Call call("==>IDCard_ReadCard_Foreign ");
     const std::size_t path_length = bmp_path != nullptr ? strnlen(bmp_path, kLongestBitmapPath + 1) : 0;
-    if (path_length > kLongestBitmapPath) {
-        log::text("<== IDCard_ReadCard_Foreign(), 照片路径设置非法!!!");
-        return VNR_E_GENERAL;
-    }
+    if (path_length > kLongestBitmapPath)
+        return call.refuse(VNR_E_GENERAL, "<== IDCard_ReadCard_Foreign(), 照片路径设置非法!!!");
     const std::string path(bmp_path != nullptr ? bmp_path : "", path_length);
     delete_all_photofiles();
 
-    std::vector<std::uint8_t> reply(kReplySize, 0);
-    const bool fingerprint = with_fingerprint == 1;
+    ReplyRoom room(kReplySize);
+    const ReadForm form = with_fingerprint == kWithFingerprint ? ReadForm::with_fingerprint : ReadForm::text_and_photo;
     std::uint32_t received = 0;
     std::int16_t status = VNR_OK;
-    if (fingerprint) {
-        // No handle test first: a handle below 1 comes back from the exchange as -33.
-        status = read_exchange(icdev, 0xD0, 0x07, &received, reply);
-        guard.reset();
+    if (form == ReadForm::with_fingerprint) {
+        // No handle check first: a handle below 1 comes back from the exchange as -33.
+        const std::array<std::uint8_t, 2> command{kModuleGroup, kReadWithFingerprint};
+        const core::Reply reply = call.exchange_waiting(icdev, command, room, kReadTimeoutMs);
+        status = reply.status;
+        received = static_cast<std::uint32_t>(reply.data.size());
     } else {
-        guard.reset();
-        status = read_text_and_photo(icdev, &received, reply.data());
+        status = call.outside([&] { return read_text_and_photo(icdev, &received, room.span().data()); });
     }
-    guard.emplace();
-    if (status != VNR_OK) return finish(status);
-    if (!triple_of(reply.data()).is(kSuccessSw3)) return finish(VNR_E_CARD_STATUS);
-    const std::optional<ReadLayout> layout = read_layout(reply, received, fingerprint ? Form::b : Form::a);
+    if (status != VNR_OK) return call.finish(status, kResult);
+    if (!triple_in(room.all()).is(kDoneSw3)) return call.finish(VNR_E_CARD_STATUS, kResult);
+    const std::optional<ReadLayout> layout = read_layout(room.all().first(received), form);
     // Fingerprint data beyond 1024 bytes has no room in the line.
-    if (!layout || layout->fingerprint_len > kFingerprintSize) return finish(VNR_E_END_BYTE);
-    const std::uint8_t* block = reply.data() + layout->block;
+    if (!layout || layout->fingerprint.size() > kFingerprintSize) return call.finish(VNR_E_END_BYTE, kResult);
+    const std::uint8_t* block = layout->block.data();
 
     std::vector<char> hex(2 * kFingerprintSize + 1, '\0');
+    crypto::hex_asc(layout->fingerprint.data(), hex.data(), static_cast<std::uint32_t>(layout->fingerprint.size()));
     std::vector<char> text(kLineRoom, '\0');
     std::array<char, kTextRoom> mark{};
     foreign_field(kMarkSelector, block, mark.data());
-    if (kForeignMark != mark.data()) {
-        guard.reset();
-        if (is_foreign != nullptr) *is_foreign = 0;
-        crypto::hex_asc(reply.data() + layout->fingerprint, hex.data(), static_cast<std::uint32_t>(layout->fingerprint_len));
-        resident_line(block, hex.data(), text.data());
-    } else {
-        if (is_foreign != nullptr) *is_foreign = 1;
-        crypto::hex_asc(reply.data() + layout->fingerprint, hex.data(), static_cast<std::uint32_t>(layout->fingerprint_len));
-        foreign_line(block, hex.data(), text.data());
-        guard.reset();
-    }
-    status = photo_save_extra(std::span(reply).subspan(layout->photo, layout->photo_len), path);
-    guard.emplace();
+    const bool foreign = kForeignMark == mark.data();
+    if (is_foreign != nullptr) *is_foreign = foreign ? 1 : 0;
+    // The resident card's fields come through the exported converters, which take the lock themselves.
+    call.outside([&] { foreign ? foreign_line(block, hex.data(), text.data()) : resident_line(block, hex.data(), text.data()); });
+    status = call.outside([&] { return photo_save_extra(layout->photo, path); });
     if (status == VNR_OK && line != nullptr) std::memcpy(line, text.data(), std::strlen(text.data()) + 1);
-    return finish(status);
+    return call.finish(status, kResult);
 }
 
 }  // namespace

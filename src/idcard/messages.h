@@ -30,6 +30,12 @@ std::string_view sw_text(std::uint8_t sw1, std::uint8_t sw2, std::uint8_t sw3) n
 // The message for the status of a photo save.
 std::string_view photo_status_text(int status) noexcept;
 
+// The length of the GBK character at `at` in `text`: 2 for a lead byte with a byte behind it, else 1.
+constexpr std::size_t gbk_char_length(std::string_view text, std::size_t at) noexcept {
+    const auto c = static_cast<unsigned char>(text[at]);
+    return c >= 0x81 && c <= 0xFE && at + 1 < text.size() ? 2 : 1;
+}
+
 // Messages of the read functions.
 inline constexpr std::string_view kDone = "操作成功";
 inline constexpr std::string_view kFailed = "操作失败";

@@ -1,38 +1,31 @@
-// src/idcard/photo_store.cpp: idcard. The photo store: folder and name, saves through the decoder,
-// deletion of the last read's files, Base64 of a file, and their exports.
+// src/idcard/photo_store.cpp: idcard. The photo store: folder and name, the saves of the read functions
+// through the decoder, deletion of the last read's files, Base64 of a file, and their exports.
 #include "idcard/photo_store.h"
 
 #include "core/boundary.h"
-#include "core/library_lock.h"
-#include "core/log.h"
+#include "core/call.h"
 #include "crypto/encoders.h"
+#include "idcard/decoder.h"
 #include "idcard/messages.h"
-#include "platform/dynamic_library.h"
+#include "idcard/windows_path.h"
 #include "platform/files.h"
 #include "platform/lock.h"
-#include "platform/paths.h"
 #include "vnr_32.h"
 
 #include <array>
-#include <cctype>
 #include <cstring>
 #include <optional>
 #include <vector>
 
 namespace vnr::idcard {
 
+using core::Call;
+
 namespace {
 
-constexpr std::size_t kLongestPath = 255;      // check_photo_path and iWlttoBmp refuse longer paths
-constexpr std::size_t kLongestSetting = 250;   // IDCard_SetPhotoPath and IDCard_SetPhotoName
 constexpr std::size_t kLongestFolder = 248;    // the photo folder with its trailing separator
-constexpr std::size_t kExtensionLength = 4;    // ".bmp", ".wlt"
 constexpr std::size_t kBase64FileLimit = 65536;
-constexpr char kDecoderBase[] = "GetInfo";
-constexpr std::int32_t kDecoderMode = 2;
-
-// GetBmp(path, mode) of the decoder library, in the calling convention of the library's own exports.
-using GetBmpFunction = std::int32_t(VNR_CALL*)(const char*, std::int32_t);
+constexpr std::size_t kBareNameRoom = 20;      // what photo_save lays into the record's file name
 
 struct PhotoTexts {
     platform::ReentrantLock lock;
@@ -56,93 +49,7 @@ PhotoTexts& texts() {
     return instance;
 }
 
-// ---- Paths in Windows form, and the file operations on them ------------------------------------
-
-bool is_lead_byte(unsigned char c) { return c >= 0x81 && c <= 0xFE; }
-
-// The separator of a path: "/" in a native absolute path, else "\".
-char separator_of(std::string_view path) { return platform::is_native_absolute(path) ? '/' : '\\'; }
-
-bool ends_with_separator(std::string_view path) { return !path.empty() && path.back() == separator_of(path); }
-
-// The position of the last separator: in a native path the last "/", whatever its bytes are; in a
-// Windows path the last "\" or "/", stepping over double-byte characters as the system's path functions
-// do, so that a GBK trail byte 0x5C is no separator. npos when none.
-std::size_t last_separator(std::string_view path) {
-    if (platform::is_native_absolute(path)) return path.rfind('/');
-    std::size_t last = std::string_view::npos;
-    for (std::size_t i = 0; i < path.size(); ++i) {
-        if (is_lead_byte(static_cast<unsigned char>(path[i])) && i + 1 < path.size()) {
-            ++i;
-        } else if (path[i] == '\\' || path[i] == '/') {
-            last = i;
-        }
-    }
-    return last;
-}
-
-// The path without its last component; a root keeps its separator ("C:\zp.bmp" gives "C:\").
-std::string without_file_name(std::string_view path) {
-    const std::size_t at = last_separator(path);
-    if (at == std::string_view::npos) return {};
-    const bool root = at == 0 || (at == 2 && path[1] == ':');
-    return std::string(path.substr(0, root ? at + 1 : at));
-}
-
-// A Windows path that names no drive (a native path names its place whole).
-bool names_no_drive(std::string_view path) {
-    if (path.empty() || platform::is_native_absolute(path)) return false;
-    return !(path.size() >= 2 && path[1] == ':');
-}
-
-std::optional<std::string> fitting(std::string path) {
-    if (path.size() >= kPathRoom) return std::nullopt;
-    return path;
-}
-
-std::string native(std::string_view path) { return platform::native_path(path); }
-
-bool exists(std::string_view path) { return platform::path_exists(native(path)); }
-
-// Creates every folder of `path` up to its last separator.
-void make_sure_directory_path_exists(std::string_view path) {
-    const std::size_t at = last_separator(path);
-    if (at == std::string_view::npos || at == 0) return;
-    platform::make_directory_path(native(path.substr(0, at)));
-}
-
-
-void copy_file(std::string_view from, std::string_view to) {
-    platform::prepare_drive(to);
-    platform::copy_file(native(from), native(to));
-}
-
-void move_file(std::string_view from, std::string_view to) {
-    platform::prepare_drive(to);
-    platform::move_file(native(from), native(to));
-}
-
-
-bool component_is_usable(std::string_view component) {
-    if (!component.empty() && component.front() == ' ') return false;
-    return component.find_first_of("\\/:*?<>\"") == std::string_view::npos;
-}
-
-// Logs a line whose one "%s" takes a UTF-8 text of the library's own.
-void log_with_text(const char* format, std::string_view utf8) { log::line(format, gbk(utf8).c_str()); }
-
 }  // namespace
-
-void add_trailing_separator(std::string& path) {
-    if (!ends_with_separator(path)) path += separator_of(path);
-}
-
-void delete_file_at(std::string_view path) { platform::remove_file(native(path)); }
-
-bool write_file_at(std::string_view path, std::span<const std::uint8_t> data) {
-    platform::prepare_drive(path);
-    return platform::write_file(native(path), data.data(), data.size());
-}
 
 // ---- Texts ------------------------------------------------------------------------------------
 
@@ -158,89 +65,15 @@ void set_photo_text(PhotoText which, std::string_view value) {
     store.values[static_cast<std::size_t>(which)] = std::string(value.substr(0, kPathRoom - 1));
 }
 
-std::string file_name_part(std::string_view path) {
-    const std::size_t at = last_separator(path);
-    return std::string(at == std::string_view::npos ? path : path.substr(at + 1));
-}
-
-// ---- Checks -----------------------------------------------------------------------------------
-
-int check_photo_path(std::string_view path) {
-    if (path.empty() || path.size() > kLongestPath) return -1;
-    const char separator = separator_of(path);
-    std::size_t start = 0;
-    bool first = true;
-    for (;;) {
-        const std::size_t end = path.find(separator, start);
-        const std::string_view component = path.substr(start, end == std::string_view::npos ? end : end - start);
-        if (first && separator == '\\') {
-            if (component.size() != 2 || !std::isalpha(static_cast<unsigned char>(component[0]))) return -1;
-        } else if (!first && !component_is_usable(component)) {
-            return -1;
-        }
-        first = false;
-        if (end == std::string_view::npos) break;
-        start = end + 1;
-    }
-    return 0;
-}
-
-int split_photo_path(std::string_view bmp_path, std::string& folder, std::string& name) {
-    const std::size_t at = bmp_path.find(".bmp");
-    if (at == std::string_view::npos) return -1;
-    if (bmp_path.size() - at > kLongestSetting || at < 3) return -1;
-    const std::string_view stem = bmp_path.substr(0, at);
-    const std::size_t cut = last_separator(stem);
-    if (cut == std::string_view::npos || cut == 0 || cut + 1 == stem.size()) return -1;
-    if (stem[cut] != separator_of(stem)) return -1;
-    folder.assign(stem.substr(0, cut + 1));
-    name.assign(stem.substr(cut + 1));
-    make_sure_directory_path_exists(folder);
-    return 0;
-}
-
-// ---- The decoder ------------------------------------------------------------------------------
-
-std::int16_t wlt_to_bmp(const std::string& wlt_file) {
-    log::line("==> WltToBmp(), cWltFileName = [%s]", wlt_file.c_str());
-    const std::string file_name = platform::shared_library_name(kDecoderBase);
-    std::int32_t st = 0;
-    platform::DynamicLibrary decoder = platform::DynamicLibrary::open(file_name);
-    if (!decoder) {
-        log::text("------load Getinfo.dll Fail!!!");
-        const std::string beside_us = platform::this_module_folder() + file_name;
-        log::line("Dll path = [%s]", beside_us.c_str());
-        decoder = platform::DynamicLibrary::open(beside_us);
-    }
-    if (!decoder) {
-        log::text("---GetInfo.dll加载失败!!!");
-    } else {
-        log::text("----Load Getinfo.dll Succed, start GetBmp");
-        if (const auto get_bmp = reinterpret_cast<GetBmpFunction>(decoder.symbol("GetBmp")))
-            st = get_bmp(native(wlt_file).c_str(), kDecoderMode);
-    }
-    // The decoder is unloaded here: it is loaded afresh for every photo.
-    log::line("<== WltToBmp(), st = [%d]", st);
-    return static_cast<std::int16_t>(st);
-}
-
-std::int16_t save_status(const std::string& bmp_file, int st) {
-    if (exists(bmp_file)) return VNR_OK;
-    if (st >= -6 && st <= 0) return static_cast<std::int16_t>(st - 2);
-    return VNR_E_PHOTO_OTHER;
-}
-
 // ---- Saves ------------------------------------------------------------------------------------
 
 std::int16_t photo_save(std::span<const std::uint8_t> photo, char* file_text) {
-    const core::LibraryGuard guard;
+    const Call call(nullptr);
     static constexpr char kWlt[] = "zp.wlt";
     static constexpr char kBmp[] = "zp.bmp";
-    write_file_at(kWlt, photo);
-    const std::int16_t st = wlt_to_bmp(kWlt);
-    if (!exists(kBmp)) return save_status(kBmp, st);
+    const std::int16_t saved = write_and_decode(photo, kWlt, kBmp);
+    if (saved != VNR_OK) return saved;
     if (file_text != nullptr) {
-        constexpr std::size_t kBareNameRoom = 20;
         std::memset(file_text, 0, kBareNameRoom);
         std::memcpy(file_text, kBmp, sizeof kBmp - 1);
     }
@@ -256,43 +89,37 @@ std::int16_t photo_save(std::span<const std::uint8_t> photo, char* file_text) {
 }
 
 std::int16_t photo_save_ex(std::span<const std::uint8_t> photo, const char* copy_to) {
-    const core::LibraryGuard guard;
-    log::text("----- IDCard_PhotoSave_Ex 保存照片信息 -----");
+    Call call("----- IDCard_PhotoSave_Ex 保存照片信息 -----");
     std::string folder = photo_text(PhotoText::path);
     if (check_photo_path(folder) != 0) return VNR_E_GENERAL;
-    if (!ends_with_separator(folder)) folder += separator_of(folder);
+    add_trailing_separator(folder);
     if (!exists(folder)) make_sure_directory_path_exists(folder);
     set_photo_text(PhotoText::path, folder);
     const std::string name = photo_text(PhotoText::name);
     const auto wlt = fitting(folder + name + ".wlt");
     const auto bmp = fitting(folder + name + ".bmp");
     if (!wlt || !bmp) return VNR_E_BAD_ARGUMENT;
-    write_file_at(*wlt, photo);
-    const std::int16_t st = wlt_to_bmp(*wlt);
-    if (exists(*bmp)) {
+    const std::int16_t saved = write_and_decode(photo, *wlt, *bmp);
+    if (saved == VNR_OK) {
         set_photo_text(PhotoText::last_file, *bmp);
         if (copy_to != nullptr) copy_file(*bmp, copy_to);
-        log::text("==> IDCard_PhotoSave_Ex() 保存身份证照片信息成功");
-        return VNR_OK;
     }
-    const std::int16_t status = save_status(*bmp, st);
-    log::line("==> IDCard_PhotoSave_Ex() 保存身份证照片信息失败，状态码: %d", status);
-    return status;
+    return call.finish_either(saved, "==> IDCard_PhotoSave_Ex() 保存身份证照片信息失败，状态码: %d",
+                              "==> IDCard_PhotoSave_Ex() 保存身份证照片信息成功");
 }
 
 std::int16_t photo_save_extra(std::span<const std::uint8_t> photo, std::string_view bmp_path) {
-    const core::LibraryGuard guard;
+    const Call call(nullptr);
     std::string folder;
     std::string name;
     if (split_photo_path(bmp_path, folder, name) != 0) return VNR_E_PHOTO_PATH;
     const auto wlt = fitting(folder + name + ".wlt");
     const auto bmp = fitting(folder + name + ".bmp");
     if (!wlt || !bmp) return VNR_E_PHOTO_PATH;
-    write_file_at(*wlt, photo);
-    const std::int16_t st = wlt_to_bmp(*wlt);
-    if (!exists(*bmp)) return save_status(*bmp, st);
-    // The given path begins with the bitmap's path already. One without a drive is then moved below
-    // the photo folder; a path with a drive, or a native one, names the place the caller wanted.
+    const std::int16_t saved = write_and_decode(photo, *wlt, *bmp);
+    if (saved != VNR_OK) return saved;
+    // The given path begins with the bitmap's path already. One without a drive is then moved below the
+    // photo folder; a path with a drive, or a native one, names the place the caller wanted.
     if (names_no_drive(*bmp)) {
         if (const auto target = fitting(photo_text(PhotoText::path) + *bmp)) move_file(*bmp, *target);
     }
@@ -300,37 +127,27 @@ std::int16_t photo_save_extra(std::span<const std::uint8_t> photo, std::string_v
 }
 
 std::int16_t photo_save_extwo(std::span<const std::uint8_t> photo, std::uint8_t decode, std::string_view folder) {
-    const core::LibraryGuard guard;
-    log::text("----- IDCard_PhotoSave_ExTwo() 保存身份证照片信息 -----");
+    static constexpr char kSaved[] = "==> IDCard_PhotoSave_ExTwo() 保存照片信息成功 ";
+    Call call("----- IDCard_PhotoSave_ExTwo() 保存身份证照片信息 -----");
     std::string base = "c:\\";
     if (!folder.empty()) {
-        const bool usable = check_photo_path(folder) == 0 && folder.size() + 1 + 6 < kPathRoom;
-        if (!usable) {
-            log::text("==> IDCard_PhotoSave_ExTwo() 保存身份证照片信息失败，照片全路径文件名不符合要求 ");
-            return VNR_E_GENERAL;
-        }
+        const bool usable = check_photo_path(folder) == 0 && fitting(std::string(folder) + "\\XP.wlt").has_value();
+        if (!usable)
+            return call.refuse(VNR_E_GENERAL, "==> IDCard_PhotoSave_ExTwo() 保存身份证照片信息失败，照片全路径文件名不符合要求 ");
         base.assign(folder);
-        if (!ends_with_separator(base)) base += separator_of(base);
+        add_trailing_separator(base);
         if (!exists(base)) make_sure_directory_path_exists(base);
     }
     const std::string xp_wlt = base + "XP.wlt";
+    write_file_at(xp_wlt, photo);
+    if (decode == 0) return call.finish_either(VNR_OK, nullptr, kSaved);
+    // The bitmap comes of a copy of the WLT data under the decoder's usual name.
     const std::string zp_wlt = base + "zp.wlt";
     const std::string zp_bmp = base + "zp.bmp";
-    write_file_at(xp_wlt, photo);
-    if (decode == 0) {
-        log::text("==> IDCard_PhotoSave_ExTwo() 保存照片信息成功 ");
-        return VNR_OK;
-    }
     copy_file(xp_wlt, zp_wlt);
-    const std::int16_t st = wlt_to_bmp(zp_wlt);
-    if (exists(zp_bmp)) {
-        set_photo_text(PhotoText::last_file, zp_bmp);
-        log::text("==> IDCard_PhotoSave_ExTwo() 保存照片信息成功 ");
-        return VNR_OK;
-    }
-    const std::int16_t status = save_status(zp_bmp, st);
-    log::line("==> IDCard_PhotoSave_ExTwo() 保存照片信息失败，状态码：%d ", status);
-    return status;
+    const std::int16_t saved = decode_beside(zp_wlt, zp_bmp);
+    if (saved == VNR_OK) set_photo_text(PhotoText::last_file, zp_bmp);
+    return call.finish_either(saved, "==> IDCard_PhotoSave_ExTwo() 保存照片信息失败，状态码：%d ", kSaved);
 }
 
 // ---- Deletion, Base64, settings ---------------------------------------------------------------
@@ -373,13 +190,8 @@ std::int32_t file_base64(const char* file, char* base64) {
 namespace {
 
 std::int16_t set_photo_path(const char* path) {
-    std::optional<core::LibraryGuard> guard(std::in_place);
-    log::text("----- IDCard_SetPhotoPath -----");
-    const auto finish = [&](std::int16_t status, const char* line) {
-        guard.reset();
-        log::text(line);
-        return status;
-    };
+    Call call("----- IDCard_SetPhotoPath -----");
+    const auto finish = [&](std::int16_t status, const char* line) { return call.finish_text(status, line); };
     const std::size_t length = path != nullptr ? strnlen(path, kLongestSetting + 1) : 0;
     if (length == 0 || length > kLongestSetting)
         return finish(VNR_E_BAD_ARGUMENT, "==> IDCard_SetPhotoPath() 设置身份证照片路径失败，路径长度不对");
@@ -398,13 +210,8 @@ std::int16_t set_photo_path(const char* path) {
 }  // namespace
 
 std::int16_t set_photo_name(const char* name) {
-    std::optional<core::LibraryGuard> guard(std::in_place);
-    log::text("----- IDCard_SetPhotoName -----");
-    const auto finish = [&](std::int16_t status, const std::string& utf8_line) {
-        guard.reset();
-        log::text(utf8_line.c_str());
-        return status;
-    };
+    Call call("----- IDCard_SetPhotoName -----");
+    const auto finish = [&](std::int16_t status, const std::string& line) { return call.finish_text(status, line.c_str()); };
     const std::size_t length = name != nullptr ? strnlen(name, kLongestSetting + 1) : 0;
     if (length == 0 || length > kLongestSetting)
         return finish(VNR_E_GENERAL, "==> IDCard_SetPhotoName() 设置全路径照片文件名失败，长度不对");
@@ -425,8 +232,7 @@ std::int16_t set_photo_name(const char* name) {
 namespace {
 
 std::int16_t wlt_file_to_bmp(const char* wlt_file, char* message) {
-    std::optional<core::LibraryGuard> guard(std::in_place);
-    log::text("-----iWlttoBmp()----- ");
+    Call call("-----iWlttoBmp()----- ");
     std::string_view refusal;
     if (wlt_file == nullptr) {
         refusal = "wlt文件路径参数传入为空";
@@ -439,24 +245,18 @@ std::int16_t wlt_file_to_bmp(const char* wlt_file, char* message) {
     }
     if (!refusal.empty()) {
         lay_text_z(message, refusal);
-        guard.reset();
-        log_with_text("==>iWlttoBmp() 失败，%s ", refusal);
+        call.leave();
+        log::line("==>iWlttoBmp() 失败，%s ", gbk(refusal).c_str());
         return VNR_E_GENERAL;
     }
     const std::string wlt = wlt_file;
     const std::string bmp = wlt.substr(0, wlt.size() - kExtensionLength) + ".bmp";
-    const std::int16_t st = wlt_to_bmp(wlt);
-    std::int16_t status = VNR_OK;
-    std::string_view text = "转码成功";
-    if (exists(bmp)) {
-        set_photo_text(PhotoText::last_file, bmp);
-    } else {
-        status = save_status(bmp, st);
-        text = "转码失败";
-    }
+    const std::int16_t status = decode_beside(wlt, bmp);
+    if (status == VNR_OK) set_photo_text(PhotoText::last_file, bmp);
+    const std::string_view text = status == VNR_OK ? "转码成功" : "转码失败";
     lay_text_z(message, text);
-    guard.reset();
-    log_with_text("==>iWlttoBmp()，%s ", text);
+    call.leave();
+    log::line("==>iWlttoBmp()，%s ", gbk(text).c_str());
     return status;
 }
 

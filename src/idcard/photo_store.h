@@ -1,12 +1,9 @@
 // src/idcard/photo_store.h: idcard. Where photos go: the photo folder and name, the files of the last
-// read, writing WLT data to a .wlt file and having the decoder turn it into a .bmp beside it.
-//
-// Paths are GBK text in Windows form ("C:\photos\"); on Linux they are mapped to native paths at the
-// moment a file is touched, and a path beginning with "/" is taken as a native one. Every path the
-// store builds fits kPathRoom bytes with its terminator, or the operation is refused.
+// read, and the saves of the read functions, which write WLT data to a .wlt file and have the decoder turn
+// it into a .bmp beside it (idcard/decoder.h). Paths follow idcard/windows_path.h.
 #pragma once
 
-#include "idcard/record.h"
+#include "idcard/windows_path.h"
 
 #include <cstdint>
 #include <span>
@@ -20,34 +17,6 @@ namespace vnr::idcard {
 enum class PhotoText { path, name, last_file, extra_file };
 std::string photo_text(PhotoText which);
 void set_photo_text(PhotoText which, std::string_view value);
-
-// 0 when `path` is a usable folder path: a drive component of two bytes whose first is a letter (or,
-// on Linux, a native absolute path), and components holding none of \ / : * ? < > " and not beginning
-// with a space. Else -1.
-int check_photo_path(std::string_view path);
-
-// Splits a bitmap path at its first ".bmp" into the folder (given back with a trailing separator, and
-// created) and the file name without extension. 0, or -1 when the path does not fit that shape.
-int split_photo_path(std::string_view bmp_path, std::string& folder, std::string& name);
-
-// Loads the decoder, has it decode `wlt_file` and unloads it; the decoder's status, or 0 when it
-// could not be loaded or has no GetBmp.
-std::int16_t wlt_to_bmp(const std::string& wlt_file);
-
-// The status of a save: 0 when the bitmap exists, else the decoder's status `st` mapped.
-std::int16_t save_status(const std::string& bmp_file, int st);
-
-// Adds the path's separator ("\", or "/" in a native path) at its end when it does not end in one.
-void add_trailing_separator(std::string& path);
-
-// Creates or empties the file at `path` and writes `data` to it. False when that failed.
-bool write_file_at(std::string_view path, std::span<const std::uint8_t> data);
-
-// Deletes the file at `path`; what comes of it is not looked at.
-void delete_file_at(std::string_view path);
-
-// The file name part of a path: what follows its last separator.
-std::string file_name_part(std::string_view path);
 
 // The saves of the read functions. Each takes the library lock for itself.
 // Writes zp.wlt in the working directory, decodes it, moves zp.bmp below the photo folder and puts the

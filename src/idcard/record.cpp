@@ -15,7 +15,7 @@
 
 namespace vnr::idcard {
 
-const std::array<FieldSpec, kFieldCount> kFields{{
+const std::array<TextField, kFieldCount> kFields{{
     {0, 30, Output::trimmed, 0, "----- IDCard_Name() 获取身份证姓名 -----", "==> IDCard_Name() 获取身份证姓名成功 "},
     {30, 2, Output::sex, 0, "----- IDCard_Sex() 获取身份证性别 -----", "==> IDCard_Sex() 获取身份证性别成功 "},
     {32, 4, Output::nation, 0, "----- IDCard_Nation() 获取身份证民族 -----", "==> IDCard_Nation() 获取身份证民族成功 "},
@@ -59,9 +59,6 @@ IdentityRecord& record_instance() noexcept {
     return record;
 }
 
-// A GBK lead byte: the first of the two bytes of a double-byte character.
-bool is_lead_byte(unsigned char c) noexcept { return c >= 0x81 && c <= 0xFE; }
-
 std::size_t write_text(char* out, std::string_view utf8) {
     std::string text;
     if (!gbk_for_caller(utf8, text)) return 0;  // the caller's room is counted in GBK bytes
@@ -78,10 +75,18 @@ void identity_record_clear(const core::LibraryGuard&) noexcept { record_instance
 void identity_record_fill(const core::LibraryGuard&, std::span<const std::uint8_t> block) noexcept {
     IdentityRecord& record = record_instance();
     for (std::size_t i = 0; i < kFieldCount; ++i) {
-        const FieldSpec& field = kFields[i];
+        const TextField& field = kFields[i];
         if (field.offset + field.width > block.size()) break;
         std::copy_n(block.begin() + static_cast<std::ptrdiff_t>(field.offset), field.width, record.fields[i].begin());
     }
+}
+
+void identity_record_keep_fingerprint(const core::LibraryGuard&, std::span<const std::uint8_t> block,
+                                      std::size_t length) noexcept {
+    IdentityRecord& record = record_instance();
+    std::fill(record.fingerprint.begin(), record.fingerprint.end(), 0);
+    std::copy_n(block.begin(), std::min(block.size(), record.fingerprint.size() - 1), record.fingerprint.begin());
+    record.fingerprint_length = static_cast<std::int32_t>(length);
 }
 
 std::size_t trim_at_double_space(const char* text, std::size_t n) noexcept {
@@ -103,7 +108,7 @@ std::size_t field_text(const std::uint8_t* wide, std::size_t capacity, std::span
     const std::size_t room = std::min(capacity, work.size() - 1);
     std::size_t length = 0;
     while (length < text.size()) {
-        const std::size_t step = is_lead_byte(static_cast<unsigned char>(text[length])) && length + 1 < text.size() ? 2 : 1;
+        const std::size_t step = gbk_char_length(text, length);
         if (length + step > room) break;
         length += step;
     }
@@ -133,7 +138,7 @@ std::size_t nation_name(const char* code_text, char* out, std::int16_t* result) 
 
 std::size_t convert_field(std::size_t index, const std::uint8_t* wide, char* out, std::int16_t* result) {
     if (result != nullptr) *result = VNR_OK;
-    const FieldSpec& field = kFields[index];
+    const TextField& field = kFields[index];
     std::array<char, kWorkRoom> work{};
     field_text(wide, field.width, work);
     switch (field.output) {

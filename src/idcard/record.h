@@ -9,6 +9,7 @@
 #pragma once
 
 #include "core/library_lock.h"
+#include "idcard/windows_path.h"
 
 #include <array>
 #include <cstddef>
@@ -19,7 +20,6 @@
 namespace vnr::idcard {
 
 inline constexpr std::size_t kFieldCount = 10;
-inline constexpr std::size_t kPathRoom = 260;           // the record's and the photo store's path texts
 inline constexpr std::size_t kFieldRoom = 70 + 6;       // the widest field and its three zero units
 
 // What a field's conversion hands out.
@@ -30,7 +30,7 @@ enum class Output {
     first_bytes,  // a fixed number of bytes, zeros included
 };
 
-struct FieldSpec {
+struct TextField {
     std::size_t offset;        // in the text block
     std::size_t width;         // bytes in the block, and the capacity of the GBK text
     Output output;
@@ -41,7 +41,10 @@ struct FieldSpec {
 
 // Name, Sex, Nation, Birthday, Address, IDNumber, IssueDepartment, ValidFromDate, ValidExpiryDate,
 // Reserve, in block order.
-extern const std::array<FieldSpec, kFieldCount> kFields;
+extern const std::array<TextField, kFieldCount> kFields;
+
+// Field indexes that other parts of the family name.
+inline constexpr std::size_t kIdNumberField = 5;
 
 struct IdentityRecord {
     std::array<std::array<std::uint8_t, kFieldRoom>, kFieldCount> fields{};  // UTF-16LE, zero-ended
@@ -58,6 +61,11 @@ void identity_record_clear(const core::LibraryGuard& guard) noexcept;
 
 // Copies the ten fields of the 256-byte block into the record; the bytes behind them stay as they are.
 void identity_record_fill(const core::LibraryGuard& guard, std::span<const std::uint8_t> block) noexcept;
+
+// Keeps the fingerprint data of a read: `block` (at most 1024 bytes, zeros behind it) and the length the
+// reply stated.
+void identity_record_keep_fingerprint(const core::LibraryGuard& guard, std::span<const std::uint8_t> block,
+                                      std::size_t length) noexcept;
 
 // Converts the UTF-16LE text at `wide` (up to its first zero unit) as field `index` hands it out, into
 // `out`, without a terminator. Returns the number of bytes written and, through `result`, what the
