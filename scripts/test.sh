@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs every test:
+#   0. the layering check (scripts/check-layering.sh);
 #   1. the Linux build's tests (unit, integration through the simulator, ABI, export table);
 #   2. the same tests in an address+undefined sanitizer build and in a thread sanitizer build;
 #   3. the Windows DLLs (x86_64 and i686) cross-built, their export tables checked, and the x86_64
@@ -44,6 +45,9 @@ build() {  # build DIR [cmake options...]
 step() { printf '\n==== %s\n' "$*"; }
 
 if [ "$linux_only" -eq 1 ]; then "$top/scripts/install-deps.sh" linux; else "$top/scripts/install-deps.sh" all; fi || exit 1
+
+step "Layering"
+if "$top/scripts/check-layering.sh"; then passed=$((passed + 1)); else failed=$((failed + 1)); stage_failed+=("layering"); fi
 
 step "Linux build and tests"
 if build build -DVNR_BUILD_BENCH=ON; then run_ctest linux build; else failed=$((failed + 1)); stage_failed+=("linux build"); fi

@@ -1,6 +1,7 @@
 // tools/idcard_command.cpp: the command-line tool. `vnr idcard` waits for an identity card and reads
 // it through the library's exports; `vnr wlt` packs or decodes a card photo.
-#include "idcard_command.h"
+#include "verbs.h"
+#include "cli.h"
 
 #include "open_options.h"
 #include "platform/text.h"
@@ -40,11 +41,6 @@ std::string library_path(const fs::path& file) {
     return fs::absolute(file, ignored).string();
 }
 
-std::string to_utf8(std::string_view gbk) {
-    std::string utf8;
-    if (!platform::gbk_to_utf8(gbk, utf8)) utf8.assign(gbk);
-    return utf8;
-}
 
 // Splits the library's line at each '|' behind a field, stepping over double-byte characters, whose
 // second byte may be the same byte as '|'. The fields stay GBK.
@@ -64,28 +60,6 @@ std::vector<std::string> split_line(std::string_view line) {
         }
     }
     return fields;
-}
-
-std::string json_text(std::string_view text) {
-    std::string out = "\"";
-    for (const char c : text) {
-        switch (c) {
-            case '"': out += "\\\""; break;
-            case '\\': out += "\\\\"; break;
-            case '\n': out += "\\n"; break;
-            case '\r': out += "\\r"; break;
-            case '\t': out += "\\t"; break;
-            default:
-                if (static_cast<unsigned char>(c) < 0x20) {
-                    char escaped[8];
-                    std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
-                    out += escaped;
-                } else {
-                    out += c;
-                }
-        }
-    }
-    return out + "\"";
 }
 
 struct Field {

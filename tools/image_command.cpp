@@ -1,6 +1,6 @@
 // tools/image_command.cpp: the command-line tool. `vnr image` draws a card picture from fields given
 // on the command line or in a JSON file (such as `vnr idcard --json` prints), through the library.
-#include "idcard_command.h"
+#include "verbs.h"
 
 #include "platform/text.h"
 #include "vnr_32.h"

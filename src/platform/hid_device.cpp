@@ -16,9 +16,10 @@ bool hid_interface_path(unsigned index, std::string& path) {
     return system_hid_interface_path(index, path);
 }
 
-std::unique_ptr<HidDevice> open_hid_path(const std::string& path) {
-    if (HidProvider* provider = installed.load()) return provider->open(path);
-    return system_open_hid_path(path);
+std::unique_ptr<HidDevice> open_hid_path(const std::string& path, HidOpenError& error) {
+    error = HidOpenError::none;
+    if (HidProvider* provider = installed.load()) return provider->open(path, error);
+    return system_open_hid_path(path, error);
 }
 
 void install_hid_provider(HidProvider* provider) noexcept { installed.store(provider); }

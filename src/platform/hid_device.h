@@ -39,9 +39,13 @@ public:
 // there is no interface with that index.
 bool hid_interface_path(unsigned index, std::string& path);
 
+// Why an interface could not be opened: it is gone, this user may not open it (on Linux: no udev rule
+// gives access to the node), another holder has it, or anything else.
+enum class HidOpenError { none, absent, denied, busy, failed };
+
 // Opens the interface at `path` for reading and writing, exclusively: while it is open here, another
-// open of it, by this process or another, fails. nullptr when it cannot be opened.
-std::unique_ptr<HidDevice> open_hid_path(const std::string& path);
+// open of it, by this process or another, fails. nullptr when it cannot be opened, and `error` says why.
+std::unique_ptr<HidDevice> open_hid_path(const std::string& path, HidOpenError& error);
 
 // A stand-in for the system's HID interfaces. While one is installed, hid_interface_path() and
 // open_hid_path() ask it instead of the system.
@@ -49,7 +53,7 @@ class HidProvider {
 public:
     virtual ~HidProvider() = default;
     virtual bool interface_path(unsigned index, std::string& path) = 0;
-    virtual std::unique_ptr<HidDevice> open(const std::string& path) = 0;
+    virtual std::unique_ptr<HidDevice> open(const std::string& path, HidOpenError& error) = 0;
 };
 
 // Installs `provider` (not owned; nullptr puts the system back).

@@ -8,6 +8,6 @@
 namespace vnr::platform {
 
 bool system_hid_interface_path(unsigned index, std::string& path);
-std::unique_ptr<HidDevice> system_open_hid_path(const std::string& path);
+std::unique_ptr<HidDevice> system_open_hid_path(const std::string& path, HidOpenError& error);
 
 }  // namespace vnr::platform

@@ -172,7 +172,7 @@ public:
         path = "other-id";
         return index == 0;
     }
-    std::unique_ptr<vnr::platform::HidDevice> open(const std::string&) override {
+    std::unique_ptr<vnr::platform::HidDevice> open(const std::string&, vnr::platform::HidOpenError&) override {
         ++opens;
         return std::make_unique<OtherIdDevice>(gets);
     }

@@ -34,9 +34,12 @@ public:
     SimHidProvider& operator=(const SimHidProvider&) = delete;
 
     bool interface_path(unsigned index, std::string& path) override { return bus_.interface_path(index, path); }
-    std::unique_ptr<platform::HidDevice> open(const std::string& path) override {
+    std::unique_ptr<platform::HidDevice> open(const std::string& path, platform::HidOpenError& error) override {
         std::unique_ptr<vnrsim::HidHandle> handle = bus_.open(path);
-        if (!handle) return nullptr;
+        if (!handle) {
+            error = platform::HidOpenError::busy;  // the bus's interfaces are there; one that will not open is held
+            return nullptr;
+        }
         return std::make_unique<SimHidDevice>(std::move(handle));
     }
 

@@ -104,6 +104,12 @@ extern "C" int ioctl(int fd, unsigned long request, ...) noexcept {
 
 namespace {
 
+vnr::platform::HidOpenError last_error = vnr::platform::HidOpenError::none;
+
+std::unique_ptr<vnr::platform::HidDevice> open_node(const std::string& path) {
+    return open_hid_path(path, last_error);
+}
+
 struct TempDir {
     TempDir() {
         std::string pattern = (fs::temp_directory_path() / "vnr32-hid-XXXXXX").string();
@@ -131,7 +137,7 @@ protected:
 };
 
 TEST_F(HidrawBackend, OpenGivesTheIdsWholeAndReportSixLengthFromTheDescriptor) {
-    auto device = open_hid_path(path);
+    auto device = open_node(path);
     ASSERT_TRUE(device);
     EXPECT_EQ(device->vendor_id(), kVendor);
     EXPECT_EQ(device->product_id(), kProduct);
@@ -142,7 +148,7 @@ TEST_F(HidrawBackend, OpenGivesTheIdsWholeAndReportSixLengthFromTheDescriptor) {
     reader.vendor = std::int16_t(0xFEED);
     reader.product = std::int16_t(0x8001);
     reader.descriptor = {0x05, 0x01, 0x09, 0x02, 0xA1, 0x01, 0x75, 0x08, 0x95, 0x03, 0x81, 0x06, 0xC0};
-    device = open_hid_path(path);
+    device = open_node(path);
     ASSERT_TRUE(device);
     EXPECT_EQ(device->vendor_id(), 0xFEED);
     EXPECT_EQ(device->product_id(), 0x8001);
@@ -150,7 +156,7 @@ TEST_F(HidrawBackend, OpenGivesTheIdsWholeAndReportSixLengthFromTheDescriptor) {
 }
 
 TEST_F(HidrawBackend, TransfersCarryTheWholeBufferAndRefusedGetsAreNotReady) {
-    const auto device = open_hid_path(path);
+    const auto device = open_node(path);
     ASSERT_TRUE(device);
     const Bytes out = report_of(0x10);
     ASSERT_TRUE(device->set_feature(out));
@@ -177,9 +183,9 @@ TEST_F(HidrawBackend, TransfersCarryTheWholeBufferAndRefusedGetsAreNotReady) {
 }
 
 TEST_F(HidrawBackend, OpenIsExclusiveAndCloseEndsEveryLaterCall) {
-    auto first = open_hid_path(path);
+    auto first = open_node(path);
     ASSERT_TRUE(first);
-    EXPECT_FALSE(open_hid_path(path));
+    EXPECT_FALSE(open_node(path));
     EXPECT_TRUE(first->close());
     EXPECT_FALSE(first->close());
     Bytes in = report_of(0);
@@ -188,11 +194,14 @@ TEST_F(HidrawBackend, OpenIsExclusiveAndCloseEndsEveryLaterCall) {
     EXPECT_FALSE(first->get_feature(in));
     EXPECT_TRUE(reader.sets.empty() && reader.get_lengths.empty());
 
-    auto second = open_hid_path(path);
+    auto second = open_node(path);
     ASSERT_TRUE(second) << "free again after the close";
-    EXPECT_FALSE(open_hid_path(path));
+    EXPECT_FALSE(open_node(path));
+    EXPECT_EQ(last_error, vnr::platform::HidOpenError::busy) << "held, not absent: vnr list tells the two apart";
+    EXPECT_FALSE(open_node(path + "-gone"));
+    EXPECT_EQ(last_error, vnr::platform::HidOpenError::absent);
     second.reset();
-    EXPECT_TRUE(open_hid_path(path)) << "free again after the destructor";
+    EXPECT_TRUE(open_node(path)) << "free again after the destructor";
 }
 
 TEST(HidrawNodes, NodesComeByNumberAndOtherEntriesAreIgnored) {
@@ -261,7 +270,7 @@ TEST(HidrawUhid, VirtualReaderEndToEnd) {
         for (unsigned index = 0; !device && hid_interface_path(index, path); ++index) {
             std::ifstream uevent(std::string(kHidrawClassDir) + "/" + fs::path(path).filename().string() + "/device/uevent");
             for (std::string line; std::getline(uevent, line);)
-                if (line == "HID_NAME=" + name) device = open_hid_path(path);
+                if (line == "HID_NAME=" + name) device = open_node(path);
         }
         if (!device) std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
@@ -274,9 +283,9 @@ TEST(HidrawUhid, VirtualReaderEndToEnd) {
     ASSERT_TRUE(device->set_feature(out));
     ASSERT_TRUE(device->get_feature(in));
     EXPECT_EQ(in, out);
-    EXPECT_FALSE(open_hid_path(path)) << "held exclusively";
+    EXPECT_FALSE(open_node(path)) << "held exclusively";
     EXPECT_TRUE(device->close());
-    EXPECT_TRUE(open_hid_path(path));
+    EXPECT_TRUE(open_node(path));
 }
 
 }  // namespace

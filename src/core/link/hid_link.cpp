@@ -47,7 +47,8 @@ std::int32_t hid_open_reader(std::uint32_t read_timeout_ms, std::uint32_t read_d
     std::int32_t handle = 0;
     std::string path;
     for (unsigned index = 0; hid_enum_path(index, path) == 1; ++index) {
-        std::unique_ptr<platform::HidDevice> device = platform::open_hid_path(path);
+        platform::HidOpenError error = platform::HidOpenError::none;  // an interface that will not open is passed over
+        std::unique_ptr<platform::HidDevice> device = platform::open_hid_path(path, error);
         if (!device || device->vendor_id() != vendor_id || device->product_id() != product_id) continue;
         // Several interfaces can carry the same ids; only one with feature reports that fit is taken.
         const std::size_t length = device->feature_report_length();

@@ -10,6 +10,7 @@
 #include "platform/posix/hidraw_nodes.h"
 #include "platform/posix/unique_fd.h"
 
+#include <cerrno>
 #include <fcntl.h>
 #include <linux/hidraw.h>
 #include <sys/file.h>
@@ -125,13 +126,24 @@ bool system_hid_interface_path(unsigned index, std::string& path) {
     return true;
 }
 
-std::unique_ptr<HidDevice> system_open_hid_path(const std::string& path) {
+std::unique_ptr<HidDevice> system_open_hid_path(const std::string& path, HidOpenError& error) {
     UniqueFd fd{::open(path.c_str(), O_RDWR | O_CLOEXEC)};
-    if (!fd) return nullptr;
+    if (!fd) {
+        error = errno == EACCES || errno == EPERM ? HidOpenError::denied
+                : errno == ENOENT || errno == ENODEV || errno == ENXIO ? HidOpenError::absent
+                : errno == EBUSY ? HidOpenError::busy : HidOpenError::failed;
+        return nullptr;
+    }
     // Held until the descriptor closes; another holder makes this open fail at once.
-    if (::flock(fd.get(), LOCK_EX | LOCK_NB) != 0) return nullptr;
+    if (::flock(fd.get(), LOCK_EX | LOCK_NB) != 0) {
+        error = HidOpenError::busy;
+        return nullptr;
+    }
     hidraw_devinfo info{};
-    if (::ioctl(fd.get(), HIDIOCGRAWINFO, &info) < 0) return nullptr;  // not a hidraw node
+    if (::ioctl(fd.get(), HIDIOCGRAWINFO, &info) < 0) {  // not a hidraw node
+        error = HidOpenError::failed;
+        return nullptr;
+    }
     // The kernel hands the ids over as signed 16-bit numbers.
     const auto vendor_id = static_cast<std::uint16_t>(info.vendor);
     const auto product_id = static_cast<std::uint16_t>(info.product);

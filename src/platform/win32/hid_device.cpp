@@ -97,14 +97,25 @@ bool system_hid_interface_path(unsigned index, std::string& path) {
     return true;
 }
 
-std::unique_ptr<HidDevice> system_open_hid_path(const std::string& path) {
+std::unique_ptr<HidDevice> system_open_hid_path(const std::string& path, HidOpenError& error) {
     // Opened for overlapped I/O, which the HidD calls accept; each of them still completes before it returns.
     UniqueFileHandle handle{::CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0 /* no sharing */, nullptr,
                                           OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr)};
-    if (!handle) return nullptr;
+    if (!handle) {
+        // Another holder of an unshared open shows as a sharing violation (or, for some drivers, as denied).
+        const DWORD why = ::GetLastError();
+        error = why == ERROR_SHARING_VIOLATION ? HidOpenError::busy
+                : why == ERROR_ACCESS_DENIED ? HidOpenError::denied
+                : why == ERROR_FILE_NOT_FOUND || why == ERROR_PATH_NOT_FOUND ? HidOpenError::absent
+                : HidOpenError::failed;
+        return nullptr;
+    }
     HIDD_ATTRIBUTES attributes{};
     attributes.Size = sizeof(attributes);
-    if (::HidD_GetAttributes(handle.get(), &attributes) == FALSE) return nullptr;
+    if (::HidD_GetAttributes(handle.get(), &attributes) == FALSE) {
+        error = HidOpenError::failed;
+        return nullptr;
+    }
     const std::size_t length = feature_report_length_of(handle.get());
     return std::make_unique<Win32HidDevice>(std::move(handle), attributes.VendorID, attributes.ProductID, length);
 }

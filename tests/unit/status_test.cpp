@@ -1,0 +1,24 @@
+// tests/unit/status_test.cpp: every status code that the public header names has words in the core's one
+// table of them, which the tool prints and the Python binding is made from.
+#include "core/status.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <string>
+
+TEST(Statuses, EveryCodeOfTheHeaderHasWords) {
+    std::ifstream header(VNR_HEADER_PATH);
+    ASSERT_TRUE(header) << VNR_HEADER_PATH;
+    std::stringstream text;
+    text << header.rdbuf();
+    const std::string all = text.str();
+    const std::regex code(R"(#define\s+(VNR_(?:OK|E_\w+))\s+\(?(-?\d+)\)?)");
+    int codes = 0;
+    for (std::sregex_iterator it(all.begin(), all.end(), code), end; it != end; ++it, ++codes)
+        EXPECT_FALSE(vnr::core::status_words(std::stoi((*it)[2])).empty()) << (*it)[1];
+    EXPECT_GT(codes, 20);
+    EXPECT_TRUE(vnr::core::status_words(-4097).empty()) << "a reader's status has no words of the library";
+}

@@ -1,0 +1,14 @@
+// tools/verbs.h: the command-line tool. The run function of each verb; vnr.cpp lists them in its table.
+// Each takes the arguments after the verb and returns the exit status.
+#pragma once
+
+namespace vnr::tool {
+
+int info_command(int argc, char** argv);      // info_command.cpp
+int list_command(int argc, char** argv);      // list_command.cpp
+int statuses_command(int argc, char** argv);  // statuses_command.cpp
+int idcard_command(int argc, char** argv);    // idcard_command.cpp
+int image_command(int argc, char** argv);     // image_command.cpp
+int wlt_command(int argc, char** argv);       // idcard_command.cpp
+
+}  // namespace vnr::tool
