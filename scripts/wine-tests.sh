@@ -119,6 +119,14 @@ fi
 mkdir -p "$work/drive_d" "$work/bin"
 ln -sfn "$work/drive_d" "$WINEPREFIX/dosdevices/d:"
 cp "$dll" "$decoder" "$tests" "$idcard_tests" "$platform_tests" "$work/bin/"
+# The families' own programs (tests/wine/<family>_road_tests.cpp) set up what they need on the control
+# port and take no arguments.
+family_tests=()
+while IFS= read -r program; do
+  case "$(basename "$program")" in serial_road_tests.exe|idcard_road_tests.exe) continue ;; esac
+  cp "$program" "$work/bin/"
+  family_tests+=("$(basename "$program")")
+done < <(find "$(dirname "$tests")" -maxdepth 1 -name '*_road_tests.exe' -type f | sort)
 
 passed=0
 failed=0
@@ -143,6 +151,7 @@ run_program platform_tests.exe
 run_program serial_road_tests.exe --reader-version-gbk "$reader_version" --module-version-gbk "$module_version"
 run_program idcard_road_tests.exe --name-gbk "$card_name" --address-gbk "$card_address" --id-number "$card_number" \
   --foreign-name "$foreign_name"
+for program in "${family_tests[@]}"; do run_program "$program"; done
 
 if [ "$failed" -ne 0 ]; then
   echo "wine-tests: the simulator's last output:"

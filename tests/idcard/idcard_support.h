@@ -21,8 +21,10 @@ namespace idtest {
 namespace fs = std::filesystem;
 using Bytes = std::vector<std::uint8_t>;
 
-// UTF-8 text as the GBK bytes the library speaks.
-inline std::string gbk(std::string_view utf8) { return vnrsim::to_gbk(utf8); }
+using vnr::test::expect_logged;
+using vnr::test::gbk;
+using vnr::test::log_text;
+using vnr::test::read_file;
 
 // UTF-8 text as UTF-16LE code units, surrogate pairs beyond the basic plane.
 inline Bytes utf16(std::string_view utf8) {
@@ -112,28 +114,9 @@ struct Reply {
 // A reply that carries a triple and nothing else.
 inline Bytes triple(std::uint8_t sw1, std::uint8_t sw2, std::uint8_t sw3) { return {0x00, 0x05, sw1, sw2, sw3}; }
 
-inline std::string read_file(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
 inline void write_file(const fs::path& path, std::string_view content) {
     fs::create_directories(path.parent_path());
     std::ofstream(path, std::ios::binary) << content;
-}
-
-inline std::string log_text(const vnr::test::TempPrefix& prefix) {
-    std::string log;
-    if (fs::exists(prefix.log_root()))
-        for (const auto& entry : fs::recursive_directory_iterator(prefix.log_root()))
-            if (entry.is_regular_file() && entry.path().extension() == ".txt") log += read_file(entry.path());
-    return log;
-}
-
-// Each of `lines` (UTF-8, without the time head) stands in the log.
-inline void expect_logged(const vnr::test::TempPrefix& prefix, std::initializer_list<std::string> lines) {
-    const std::string log = log_text(prefix);
-    for (const std::string& line : lines) EXPECT_NE(log.find("| " + gbk(line) + "\n"), std::string::npos) << line;
 }
 
 // True when another thread gets the library lock within two seconds: no way out of a call kept it.
@@ -194,9 +177,8 @@ protected:
     // The module answers `command` with `data` from now on.
     void answer(const Bytes& command, const Bytes& data, std::uint16_t status = 0) {
         reader.clear_replies();
-        reader.add_reply(vnrsim::CannedReply{command, status, data, std::nullopt, std::nullopt});
+        SimSessionBase::answer(command, data, status);
     }
-    std::vector<Bytes> sent() const { return reader.commands_received(); }
     fs::path drive(char letter) const { return prefix.root() / (std::string("drive_") + letter); }
     std::vector<std::string> decoder_calls() const {
         std::vector<std::string> calls;
@@ -220,7 +202,6 @@ protected:
         out.resize(size, '\0');
         return out;
     }
-    void expect_logged(std::initializer_list<std::string> lines) const { idtest::expect_logged(prefix, lines); }
 
     fs::path work;
     fs::path calls_file;

@@ -25,16 +25,6 @@ std::string version_of(int32_t icdev, uint8_t module, int16_t* status = nullptr)
     return std::string(reinterpret_cast<const char*>(text), length);
 }
 
-std::string log_text(const TempPrefix& prefix) {
-    std::string all;
-    for (const auto& entry : fs::recursive_directory_iterator(prefix.log_root()))
-        if (entry.is_regular_file()) {
-            std::ifstream in(entry.path(), std::ios::binary);
-            all.append(std::istreambuf_iterator<char>(in), {});
-        }
-    return all;
-}
-
 using Session = SimSession;
 
 TEST_F(Session, OpenAnswersTheVersionsAndTellsTheSerialLink) {

@@ -8,16 +8,48 @@
 #include "support/sim_hid.h"
 #include "support/temp_prefix.h"
 #include "vnr_32.h"
+#include "vnrsim/deck.h"
 #include "vnrsim/hid_reader.h"
 #include "vnrsim/pty_server.h"
 #include "vnrsim/reader.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <initializer_list>
+#include <iterator>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace vnr::test {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// UTF-8 text as the GBK bytes the library speaks.
+inline std::string gbk(std::string_view utf8) { return vnrsim::to_gbk(utf8); }
+
+inline std::string read_file(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+// Everything the log holds below the prefix's log root.
+inline std::string log_text(const TempPrefix& prefix) {
+    std::string log;
+    if (std::filesystem::exists(prefix.log_root()))
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(prefix.log_root()))
+            if (entry.is_regular_file() && entry.path().extension() == ".txt") log += read_file(entry.path());
+    return log;
+}
+
+// Each of `lines` (UTF-8, without the time head) stands in the log as a whole line.
+inline void expect_logged(const TempPrefix& prefix, std::initializer_list<std::string> lines) {
+    const std::string log = log_text(prefix);
+    for (const std::string& line : lines) EXPECT_NE(log.find("| " + gbk(line) + "\n"), std::string::npos) << line;
+}
 
 enum class Link { serial, hid };
 
@@ -56,6 +88,16 @@ protected:
         if (icdev > 1) device_close(icdev);
         server.reset();
     }
+
+    // The reader answers commands that begin with `command` with `status` and `data`, ahead of anything
+    // else, `times` times (none: until cleared).
+    void answer(const Bytes& command, const Bytes& data, std::uint16_t status = 0,
+                std::optional<std::uint32_t> times = std::nullopt) {
+        reader.add_reply(vnrsim::CannedReply{command, status, data, std::nullopt, times});
+    }
+    // The commands the reader received since the session opened (or the history was cleared).
+    std::vector<Bytes> sent() const { return reader.commands_received(); }
+    void expect_logged(std::initializer_list<std::string> lines) const { vnr::test::expect_logged(prefix, lines); }
 
     TempPrefix prefix;
     vnrsim::Reader reader;
