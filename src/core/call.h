@@ -9,6 +9,7 @@
 #include "core/bytes.h"
 #include "core/library_lock.h"
 #include "core/log.h"
+#include "core/wipe.h"
 #include "vnr_32.h"
 
 #include <cstdint>
@@ -37,7 +38,8 @@ constexpr Check handle_check(std::int32_t icdev, const char* line) noexcept {
 constexpr Check argument_check(bool ok, const char* line) noexcept { return {!ok, VNR_E_BAD_ARGUMENT, line}; }
 
 // The room a command's reply is received into: zero-filled, of the size fixed for that command, taken
-// afresh for each call. A reply whose data would not fit is refused by the exchange (VNR_E_END_BYTE).
+// afresh for each call and wiped when it is given up. A reply whose data would not fit is refused by the
+// exchange (VNR_E_END_BYTE).
 class ReplyRoom {
 public:
     explicit ReplyRoom(std::size_t size) : bytes_(size, 0) {}
@@ -48,7 +50,7 @@ public:
     std::size_t size() const noexcept { return bytes_.size(); }
 
 private:
-    std::vector<std::uint8_t> bytes_;
+    WipedBytes bytes_;
 };
 
 // What came of an exchange: its status, and the reply's data within the room when the status is 0.

@@ -128,6 +128,7 @@ std::int16_t run(const Command& command, const Args& args) {
     if (!bytes.fits()) return call.refuse(VNR_E_BAD_ARGUMENT, nullptr);
 
     ReplyRoom room(command.room);
+    const ScopedSecret secret(command.secret);
     Reply reply;
     if (command.wait.kind == Wait::Kind::standing) {
         reply = call.exchange(args.icdev, bytes.view(), room);

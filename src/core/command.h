@@ -19,6 +19,8 @@
 
 #include "core/bytes.h"
 #include "core/call.h"
+#include "core/exchange.h"
+#include "core/wipe.h"
 #include "vnr_32.h"
 
 #include <array>
@@ -52,7 +54,7 @@ public:
     bool fits() const noexcept { return bytes_.size() <= kLongest; }
 
 private:
-    std::vector<std::uint8_t> bytes_;
+    WipedBytes bytes_;
 };
 
 // ---- Checks -------------------------------------------------------------------------------------
@@ -209,6 +211,7 @@ struct Command {
     Wait wait{};
     Take take{};
     Result result{};
+    Secret secret{};                     // what of the exchange the log must not show (keys, PINs)
 };
 
 // Carries out the row: lock, entry line, checks, command, exchange with its wait, copy-out, result line.

@@ -2,6 +2,7 @@
 #include "core/exchange.h"
 
 #include "core/frame.h"
+#include "core/wipe.h"
 #include "core/link/hid_link.h"
 #include "core/link/serial_link.h"
 #include "core/log.h"
@@ -20,12 +21,21 @@ namespace {
 // The log shows at most this many bytes of a frame (5000 hexadecimal characters).
 constexpr std::size_t kLoggedFrameBytes = 2500;
 
-// "send_cmd_vn3x(), TansMode:%d,nComMode: %d, <what>: <hex>." by the raw writer.
-void log_frame(const char* what, const std::uint8_t* bytes, std::size_t size) {
+// The secret of the exchanges now running; set and read under the library lock.
+Secret current_secret;
+
+// Plain frame: start byte, two length bytes, S1, S2, then the data, the check byte and the end byte.
+constexpr std::size_t kFrameDataAt = 5;
+
+// "send_cmd_vn3x(), TansMode:%d,nComMode: %d, <what>: <hex>." by the raw writer; the bytes from
+// `hidden_from`, `hidden_count` of them, show as "**".
+void log_frame(const char* what, const std::uint8_t* bytes, std::size_t size, std::size_t hidden_from = 0,
+               std::size_t hidden_count = 0) {
     if (!log::enabled()) return;  // spares the hexadecimal text when nobody reads it
     size = std::min(size, kLoggedFrameBytes);
     std::vector<char> hex(2 * size + 1);
     hex_text(bytes, hex.data(), static_cast<int>(size));
+    for (std::size_t i = hidden_from; i < size && i < hidden_from + hidden_count; ++i) hex[2 * i] = hex[2 * i + 1] = '*';
     char head[80];
     std::snprintf(head, sizeof head, "send_cmd_vn3x(), TansMode:%d,nComMode: %d, %s: ", link_state().trans_mode.load(),
                   link_state().com_mode.load(), what);
@@ -41,6 +51,9 @@ void log_raw_format(const char* format, int value) {
 
 }  // namespace
 
+ScopedSecret::ScopedSecret(const Secret& secret) noexcept : saved_(current_secret) { current_secret = secret; }
+ScopedSecret::~ScopedSecret() { current_secret = saved_; }
+
 std::int16_t send_cmd_vn3x(std::int32_t icdev, std::int32_t send_len, const std::uint8_t* send_buf,
                            std::uint32_t* recv_len, std::span<std::uint8_t> recv_buf) {
     if (icdev <= 0) return VNR_E_HANDLE_EXCHANGE;
@@ -48,18 +61,20 @@ std::int16_t send_cmd_vn3x(std::int32_t icdev, std::int32_t send_len, const std:
     if (!recv_buf.empty()) recv_buf[0] = 0;
     if (send_len < 0) return VNR_E_BAD_ARGUMENT;
     const std::span<const std::uint8_t> command(send_buf, static_cast<std::size_t>(send_len));
-    log_frame("Send", command.data(), command.size());
+    log_frame("Send", command.data(), command.size(), current_secret.command_from, current_secret.command_count);
 
     const std::uint8_t mode = link_state().trans_mode;
     const bool hid = link_state().com_mode == kLinkHid;
     const std::int16_t sent = hid ? link::hid_send_frame(icdev, mode, command) : link::com_send_frame(icdev, mode, command);
     if (sent != VNR_OK) return sent;
 
-    std::vector<std::uint8_t> frame(kFrameBufferSize);
+    WipedBytes frame(kFrameBufferSize);
     std::size_t total = 0;
     const std::int16_t status =
         hid ? link::hid_receive_frame(icdev, total, frame) : link::com_receive_frame(icdev, total, frame);
-    log_frame("receive", frame.data(), total);
+    // The data and the check byte of a secret reply: from the data to the byte before the end byte.
+    const std::size_t hidden = current_secret.reply_data && total > kFrameDataAt + 1 ? total - kFrameDataAt - 1 : 0;
+    log_frame("receive", frame.data(), total, kFrameDataAt, hidden);
     if (status != VNR_OK) {
         log_raw_format("send_cmd_vn3x(), return: %d.", status);
         return status;

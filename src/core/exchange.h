@@ -21,6 +21,29 @@ namespace vnr::core {
 std::int16_t send_cmd_vn3x(std::int32_t icdev, std::int32_t send_len, const std::uint8_t* send_buf,
                            std::uint32_t* recv_len, std::span<std::uint8_t> recv_buf);
 
+// What of an exchange the log must not show: `command_count` bytes of the command from `command_from`
+// (the bytes of a key), and with `reply_data` the data of the reply and the check byte that sums it (a
+// PIN). The log shows each such byte as "**"; everything else of the frame lines stays as it is.
+struct Secret {
+    std::size_t command_from = 0;
+    std::size_t command_count = 0;
+    bool reply_data = false;
+    bool any() const noexcept { return command_count > 0 || reply_data; }
+};
+
+// Marks the exchanges within its scope as carrying `secret`. Used with the library lock held, which also
+// guards the mark.
+class ScopedSecret {
+public:
+    explicit ScopedSecret(const Secret& secret) noexcept;
+    ~ScopedSecret();
+    ScopedSecret(const ScopedSecret&) = delete;
+    ScopedSecret& operator=(const ScopedSecret&) = delete;
+
+private:
+    Secret saved_;
+};
+
 // The reader status that the pair S1, S2 stands for: -(S1*256+S2) kept to 16 bits.
 constexpr std::int16_t reader_status(std::uint8_t s1, std::uint8_t s2) noexcept {
     return static_cast<std::int16_t>(static_cast<std::uint16_t>(-(s1 * 256 + s2)));

@@ -2,6 +2,7 @@
 #include "core/link/hid_link.h"
 
 #include "core/frame.h"
+#include "core/wipe.h"
 #include "core/link/device_table.h"
 #include "core/log.h"
 #include "core/state.h"
@@ -68,6 +69,7 @@ std::int32_t hid_open_reader(std::uint32_t read_timeout_ms, std::uint32_t read_d
 std::int16_t hid_write_report(std::int32_t icdev, std::span<const std::uint8_t> bytes) {
     if (icdev < 1) return VNR_E_BAD_HANDLE;
     Report report{};
+    const core::WipeOnExit wipe(report);
     report[0] = kReportId;
     std::copy_n(bytes.begin(), std::min(bytes.size(), kOutSlice), report.begin() + 1);
     const std::shared_ptr<platform::HidDevice> device = hid_device(icdev);
@@ -87,6 +89,7 @@ std::int16_t hid_read_report(std::int32_t icdev, std::span<std::uint8_t> bytes) 
     const std::shared_ptr<platform::HidDevice> device = hid_device(icdev);
     const std::size_t count = std::min(bytes.size(), kReportReadCount);
     Report report;
+    const core::WipeOnExit wipe(report);
     for (;;) {
         report.fill(0);
         report[0] = kReportId;
@@ -102,7 +105,7 @@ std::int16_t hid_read_report(std::int32_t icdev, std::span<std::uint8_t> bytes) 
 }
 
 std::int16_t hid_send_frame(std::int32_t icdev, std::uint8_t mode, std::span<const std::uint8_t> command) {
-    std::vector<std::uint8_t> frame(core::kFrameBufferSize);
+    core::WipedBytes frame(core::kFrameBufferSize);
     const auto form = mode == core::kSplitForm ? core::FrameForm::split : core::FrameForm::plain;
     const std::size_t size = core::encode_frame(command, form, frame);
     if (size == 0) return VNR_E_BAD_ARGUMENT;
@@ -117,6 +120,7 @@ std::int16_t hid_send_frame(std::int32_t icdev, std::uint8_t mode, std::span<con
 std::int16_t hid_receive_frame(std::int32_t icdev, std::size_t& total, std::span<std::uint8_t> buffer) {
     total = 0;
     std::array<std::uint8_t, kReportReadCount> report{};
+    const core::WipeOnExit wipe_report(report);
 
     // The start byte, within the first 255 bytes of one of at most ten reports.
     std::size_t p = kStartByteScan;
@@ -133,6 +137,7 @@ std::int16_t hid_receive_frame(std::int32_t icdev, std::size_t& total, std::span
     // the next report as the split form places them.
     auto nibble = [](std::uint8_t byte) { return byte >= 0x30 && byte <= 0x3F; };
     std::array<std::uint8_t, kReportReadCount> next{};
+    const core::WipeOnExit wipe_next(next);
     bool have_next = false;
     bool split = false;
     if (p + 2 < kSplitInSlice) {
@@ -146,7 +151,7 @@ std::int16_t hid_receive_frame(std::int32_t icdev, std::size_t& total, std::span
     const std::size_t slice = split ? kSplitInSlice : kPlainInSlice;
     if (p >= slice) return VNR_E_END_BYTE;  // a start byte beyond the report's frame bytes
 
-    std::vector<std::uint8_t> wire(core::kFrameBufferSize);
+    core::WipedBytes wire(core::kFrameBufferSize);
     std::size_t have = slice - p;
     std::copy_n(report.begin() + p, have, wire.begin());
     auto append = [&](const std::array<std::uint8_t, kReportReadCount>& from, std::size_t wanted) {

@@ -2,6 +2,8 @@
 // write, and receiving with a time-out for each byte and a start-byte search over noise.
 #include "core/link/serial_link.h"
 
+#include "core/wipe.h"
+
 #include "core/link/device_table.h"
 #include "core/log.h"
 #include "core/state.h"
@@ -97,7 +99,7 @@ std::int32_t com_open_reader(std::int16_t port, std::int32_t baud) {
 }
 
 std::int16_t com_send_frame(std::int32_t icdev, std::uint8_t mode, std::span<const std::uint8_t> command) {
-    std::vector<std::uint8_t> frame(core::kFrameBufferSize);
+    core::WipedBytes frame(core::kFrameBufferSize);
     const auto form = mode == core::kSplitForm ? core::FrameForm::split : core::FrameForm::plain;
     const std::size_t size = core::encode_frame(command, form, frame);
     if (size == 0) return VNR_E_BAD_ARGUMENT;
@@ -111,7 +113,7 @@ std::int16_t com_send_frame(std::int32_t icdev, std::uint8_t mode, std::span<con
 std::int16_t com_receive_frame(std::int32_t icdev, std::size_t& total, std::span<std::uint8_t> buffer) {
     total = 0;
     const std::shared_ptr<platform::SerialPort> port = serial_port(icdev);
-    std::vector<std::uint8_t> wire(core::kFrameBufferSize);
+    core::WipedBytes wire(core::kFrameBufferSize);
     std::size_t got = 0;
 
     // The start byte: any other byte is noise, up to ten of them.
