@@ -52,6 +52,7 @@
 #include <string_view>
 #include <vector>
 
+#include "vnrsim/deck_json.h"
 #include "vnrsim/frame.h"
 #include "vnrsim/idcard.h"
 
@@ -93,19 +94,5 @@ struct Deck {
     static Deck parse(std::string_view json, std::string_view origin = "deck",
                       const std::filesystem::path& folder = {});
 };
-
-// UTF-8 text as GBK bytes; ASCII passes unchanged. Throws std::runtime_error when the text is not
-// UTF-8 or has a character GBK lacks.
-std::string to_gbk(std::string_view utf8);
-
-// Hex digits to bytes; spaces and tabs between bytes are allowed. Throws std::invalid_argument saying
-// what is wrong (odd count, a non-hex character and its position).
-std::vector<std::uint8_t> parse_hex(std::string_view text);
-
-// Bytes as upper-case hex digits, no separator.
-std::string to_hex(std::span<const std::uint8_t> bytes);
-
-// A status from text: one to four hex digits, optionally after 0x. Throws std::invalid_argument.
-std::uint16_t parse_status(std::string_view text);
 
 }  // namespace vnrsim
