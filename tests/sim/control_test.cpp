@@ -5,6 +5,7 @@
 
 #include "vnrsim/control.h"
 #include "vnrsim/frame.h"
+#include "models/idcard/idcard_module.h"
 
 namespace {
 
@@ -57,9 +58,9 @@ TEST(Control, EachLineIsAnsweredAndChangesTheReaderAsItSays) {
     EXPECT_TRUE(reader.faults().empty());
     EXPECT_FALSE(reader.hung_up());
     EXPECT_EQ(reader.baud(), 9600u);
-    EXPECT_EQ(reader.idcard_on_reader(), vnrsim::CardKind::resident);
-    ASSERT_TRUE(reader.idcard_failure());
-    EXPECT_EQ(reader.idcard_failure()->times, vnrsim::Times::always);
+    EXPECT_EQ(reader.model<vnrsim::IdCardModule>()->on_reader(), vnrsim::CardKind::resident);
+    ASSERT_TRUE(reader.model<vnrsim::IdCardModule>()->failure());
+    EXPECT_EQ(reader.model<vnrsim::IdCardModule>()->failure()->times, vnrsim::Times::always);
     const auto ask = [&](const char* command) {
         return reader.receive(vnrsim::encode_frame(vnrsim::parse_hex(command), vnrsim::Form::split));
     };

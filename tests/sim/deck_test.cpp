@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "vnrsim/deck.h"
+#include "models/idcard/idcard_module.h"
 #include "wlt/bmp.h"
 
 #include <filesystem>
@@ -18,10 +19,10 @@ using Bytes = std::vector<std::uint8_t>;
 TEST(Decks, ShippedDecksAndCannedRepliesReadAsWritten) {
     EXPECT_EQ(Deck::load(VNRSIM_DECKS "/plain_reader.json").reply_form, vnrsim::Form::plain);
     EXPECT_EQ(Deck::load(VNRSIM_DECKS "/bench_1289.json").replies.at(0).data, Bytes(1289, 90));
-    EXPECT_EQ(Deck::load(VNRSIM_DECKS "/foreign_card.json").idcard.on_reader, CardKind::foreign);
+    EXPECT_EQ(Deck::load(VNRSIM_DECKS "/foreign_card.json").models.get<vnrsim::IdCardModule>().on_reader(), CardKind::foreign);
     const Deck unlisted = Deck::load(VNRSIM_DECKS "/foreign_card_unlisted_country.json");
-    ASSERT_TRUE(unlisted.idcard.foreign);
-    EXPECT_TRUE(unlisted.idcard.foreign->fingerprint.empty());
+    ASSERT_TRUE(unlisted.models.get<vnrsim::IdCardModule>().setup().foreign);
+    EXPECT_TRUE(unlisted.models.get<vnrsim::IdCardModule>().setup().foreign->fingerprint.empty());
 
     const Deck deck = Deck::parse(R"({"reader_version": "读写器 1.0", "unknown_command_status": "1001", "replies": [
         {"command": "32 50", "status": "0x6A82", "data": "00 00 90", "fill": {"length": 4, "byte": 255}},

@@ -7,6 +7,7 @@
 #include "vnrsim/frame.h"
 #include "vnrsim/hid_reader.h"
 #include "vnrsim/reader.h"
+#include "models/idcard/idcard_module.h"
 
 namespace {
 
@@ -41,11 +42,11 @@ TEST(Reader, BrokenCommandFramesGetTheBadFrameStatusAndAreNoCommands) {
 TEST(Reader, CardModuleCommandsWithAndWithoutACardAndAnInjectedTriple) {
     Reader reader{vnrsim::Deck::parse(
         R"({"idcard": {"module_id": "A1A2A3", "resident": {"added": "AA", "management": "BBCC"}}})")};
-    reader.put_idcard(vnrsim::CardKind::resident);
+    reader.model<vnrsim::IdCardModule>()->put(vnrsim::CardKind::resident);
     EXPECT_EQ(ask(reader, "D0 02").second, vnrsim::parse_hex("00 05 00 00 90"));
     EXPECT_EQ(ask(reader, "D0 05").second, vnrsim::parse_hex("00 06 00 00 90 AA"));
     EXPECT_EQ(ask(reader, "D0 06").second, vnrsim::parse_hex("00 07 00 00 90 BB CC"));
-    reader.put_idcard(vnrsim::CardKind::none);
+    reader.model<vnrsim::IdCardModule>()->put(vnrsim::CardKind::none);
     for (const char* module_command : {"D0 01", "D0 02", "D0 03", "D0 04", "D0 05", "D0 06", "D0 07", "32 50"})
         EXPECT_EQ(ask(reader, module_command), std::make_pair(std::uint16_t{0}, vnrsim::parse_hex("00 05 00 00 80")))
             << module_command;
@@ -54,11 +55,11 @@ TEST(Reader, CardModuleCommandsWithAndWithoutACardAndAnInjectedTriple) {
     for (const char* unknown : {"D0 08", "D0 01 00", "32 53"})
         EXPECT_EQ(ask(reader, unknown).first, vnrsim::kUnknownCommandStatus) << unknown;
 
-    reader.fail_idcard({0x00, 0x00, 0x41}, vnrsim::Times::count(2));
+    reader.model<vnrsim::IdCardModule>()->fail({0x00, 0x00, 0x41}, vnrsim::Times::count(2));
     EXPECT_EQ(ask(reader, "D0 03").second, vnrsim::parse_hex("00 05 00 00 41"));
     EXPECT_EQ(ask(reader, "32 51").second, vnrsim::parse_hex("A1 A2 A3")) << "raw replies neither take nor count it";
     EXPECT_EQ(ask(reader, "D0 01").second, vnrsim::parse_hex("00 05 00 00 41"));
-    EXPECT_FALSE(reader.idcard_failure());
+    EXPECT_FALSE(reader.model<vnrsim::IdCardModule>()->failure());
     EXPECT_EQ(ask(reader, "D0 01").second, vnrsim::parse_hex("00 05 00 00 80"));
 }
 
