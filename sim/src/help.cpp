@@ -180,9 +180,9 @@ std::string help_line(const ModelSet& models) {
 
 std::string help_line(const Model& model) {
     const ModelHelp& help = model.help();
-    std::string out = std::string(help.name) + ", " + std::string(help.title) + ":";
+    std::string out = std::string(help.name) + " (" + std::string(help.title) + "):";
     for (const CommandHelp& command : help.commands)
-        out += " " + std::string(command.syntax) + ": " + std::string(command.what) + ";";
+        out += " " + std::string(command.syntax) + " - " + std::string(command.what) + ";";
     if (out.back() == ';') out.pop_back();
     return out;
 }

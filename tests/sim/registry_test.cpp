@@ -103,7 +103,7 @@ TEST(Registry, ControlLinesClearAndFaultsReachTheModels) {
         {"probe2 sibling", "ok probe1"},
         {"probe1 jump", "error: probe takes fail or sibling"},
         {"clear probe3", "error: clear takes a fault (noise, silence, check, end, cut, hangup), a model (probe1, probe2)"},
-        {"help probe2", "ok probe2, a probe: probe2 fail: a failure"},
+        {"help probe2", "ok probe2 (a probe): probe2 fail - a failure"},
     };
     for (const auto& [line, answer] : lines) {
         const std::string got = control.execute(line);

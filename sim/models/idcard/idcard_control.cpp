@@ -42,7 +42,7 @@ constexpr CommandHelp kCommands[] = {
      "puts the deck's resident or foreign card on the reader, in place of the one lying there, or takes it off"},
     {"idcard fail SW [WHEN]",
      "the module answers the triple SW (six hex digits, 000041) and no data to every command with a module "
-     "reply, card or not; 32 51 and 32 52 neither take nor count it"},
+     "reply, card or not (32 51 and 32 52 neither take nor count it)"},
     {"clear idcard", "the module answers as its cards say again (\"clear\" does so too)"},
 };
 
