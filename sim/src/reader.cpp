@@ -22,10 +22,8 @@ Times Times::count(std::uint32_t replies) {
     return Times{false, replies};
 }
 
-Reader::Reader(Deck deck)
-    : deck_(std::move(deck)), replies_(deck_.replies.begin(), deck_.replies.end()), idcard_(deck_.idcard) {
+Reader::Reader(Deck deck) : deck_(std::move(deck)), replies_(deck_.replies.begin(), deck_.replies.end()) {
     deck_.replies.clear();
-    deck_.idcard = {};  // the module keeps the cards; deck() asks it
 }
 
 std::vector<std::uint8_t> Reader::receive(std::span<const std::uint8_t> bytes) {
@@ -70,7 +68,8 @@ Reader::Reply Reader::answer(std::span<const std::uint8_t> command) {
         const std::string& text = command[2] == 0 ? deck_.reader_version : deck_.contactless_version;
         return Reply{0, std::vector<std::uint8_t>(text.begin(), text.end()), std::nullopt};
     }
-    if (auto module = idcard_.answer(command)) return Reply{module->status, std::move(module->data), std::nullopt};
+    for (Model& model : deck_.models.all())
+        if (auto answer = model.answer(command)) return Reply{answer->status, std::move(answer->data), std::nullopt};
     ++stats_.unknown_commands;
     return Reply{deck_.unknown_command_status, {}, std::nullopt};
 }
@@ -167,29 +166,16 @@ void Reader::set_version(int module, std::string text) {
     (module == 0 ? deck_.reader_version : deck_.contactless_version) = std::move(text);
 }
 
-void Reader::put_idcard(CardKind card) {
-    const std::lock_guard lock(mutex_);
-    idcard_.put(card);
+Locked<Model> Reader::model(std::string_view name) {
+    std::unique_lock lock(mutex_);
+    Model* found = deck_.models.find(name);
+    if (!found) throw std::out_of_range("the reader has no model named " + std::string(name));
+    return Locked<Model>(std::move(lock), *found);
 }
 
-CardKind Reader::idcard_on_reader() const {
-    const std::lock_guard lock(mutex_);
-    return idcard_.on_reader();
-}
-
-void Reader::fail_idcard(SwTriple sw, Times times) {
-    const std::lock_guard lock(mutex_);
-    idcard_.fail(sw, times);
-}
-
-void Reader::clear_idcard_failure() {
-    const std::lock_guard lock(mutex_);
-    idcard_.clear_failure();
-}
-
-std::optional<StandingFailure> Reader::idcard_failure() const {
-    const std::lock_guard lock(mutex_);
-    return idcard_.failure();
+Locked<ModelSet> Reader::models() {
+    std::unique_lock lock(mutex_);
+    return Locked<ModelSet>(std::move(lock), deck_.models);
 }
 
 void Reader::add_reply(CannedReply reply) {
@@ -206,7 +192,6 @@ Deck Reader::deck() const {
     const std::lock_guard lock(mutex_);
     Deck out = deck_;
     out.replies.assign(replies_.begin(), replies_.end());
-    out.idcard = idcard_.setup();
     return out;
 }
 

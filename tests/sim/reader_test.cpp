@@ -1,30 +1,18 @@
 // tests/sim/reader_test.cpp: what the simulated reader does that no test through the library drives:
-// broken command frames, the card module's answers to its other commands and without a card, the
-// counting of an injected triple, and a HID interface with shorter reports, a command across two of
-// them and a first-report latency.
+// broken command frames, and a HID interface with shorter reports, a command across two of them and a
+// first-report latency.
 #include <gtest/gtest.h>
 
-#include "vnrsim/frame.h"
+#include "ask.h"
 #include "vnrsim/hid_reader.h"
-#include "vnrsim/reader.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-using Bytes = std::vector<std::uint8_t>;
 using vnrsim::Form;
 using vnrsim::Reader;
-
-Bytes command(const char* hex) { return vnrsim::encode_frame(vnrsim::parse_hex(hex), Form::split); }
-
-// The status and data of the one reply frame to `hex`.
-std::pair<std::uint16_t, Bytes> ask(Reader& reader, const char* hex) {
-    vnrsim::FrameDecoder decoder;
-    const auto frames = decoder.feed(reader.receive(command(hex)));
-    if (frames.size() != 1 || frames[0].payload.size() < 2) return {0xFFFF, {}};
-    const Bytes& payload = frames[0].payload;
-    return {std::uint16_t(payload[0] << 8 | payload[1]), Bytes(payload.begin() + 2, payload.end())};
-}
+using vnrsim::test::Bytes;
+using vnrsim::test::command;
 
 TEST(Reader, BrokenCommandFramesGetTheBadFrameStatusAndAreNoCommands) {
     Reader reader;
@@ -36,30 +24,6 @@ TEST(Reader, BrokenCommandFramesGetTheBadFrameStatusAndAreNoCommands) {
         EXPECT_EQ(reader.receive(broken), bad_frame);
     EXPECT_TRUE(reader.commands_received().empty());
     EXPECT_EQ(reader.stats().bad_frames, 3u);
-}
-
-TEST(Reader, CardModuleCommandsWithAndWithoutACardAndAnInjectedTriple) {
-    Reader reader{vnrsim::Deck::parse(
-        R"({"idcard": {"module_id": "A1A2A3", "resident": {"added": "AA", "management": "BBCC"}}})")};
-    reader.put_idcard(vnrsim::CardKind::resident);
-    EXPECT_EQ(ask(reader, "D0 02").second, vnrsim::parse_hex("00 05 00 00 90"));
-    EXPECT_EQ(ask(reader, "D0 05").second, vnrsim::parse_hex("00 06 00 00 90 AA"));
-    EXPECT_EQ(ask(reader, "D0 06").second, vnrsim::parse_hex("00 07 00 00 90 BB CC"));
-    reader.put_idcard(vnrsim::CardKind::none);
-    for (const char* module_command : {"D0 01", "D0 02", "D0 03", "D0 04", "D0 05", "D0 06", "D0 07", "32 50"})
-        EXPECT_EQ(ask(reader, module_command), std::make_pair(std::uint16_t{0}, vnrsim::parse_hex("00 05 00 00 80")))
-            << module_command;
-    EXPECT_EQ(ask(reader, "32 52").first, vnrsim::kNoIdCardStatus);
-    EXPECT_EQ(ask(reader, "32 51").second, vnrsim::parse_hex("A1 A2 A3")) << "the module is there without a card";
-    for (const char* unknown : {"D0 08", "D0 01 00", "32 53"})
-        EXPECT_EQ(ask(reader, unknown).first, vnrsim::kUnknownCommandStatus) << unknown;
-
-    reader.fail_idcard({0x00, 0x00, 0x41}, vnrsim::Times::count(2));
-    EXPECT_EQ(ask(reader, "D0 03").second, vnrsim::parse_hex("00 05 00 00 41"));
-    EXPECT_EQ(ask(reader, "32 51").second, vnrsim::parse_hex("A1 A2 A3")) << "raw replies neither take nor count it";
-    EXPECT_EQ(ask(reader, "D0 01").second, vnrsim::parse_hex("00 05 00 00 41"));
-    EXPECT_FALSE(reader.idcard_failure());
-    EXPECT_EQ(ask(reader, "D0 01").second, vnrsim::parse_hex("00 05 00 00 80"));
 }
 
 TEST(HidReader, ShorterReportsNarrowTheSlicesAndTheFirstReportWaitsTheLatencyFromTheCommandsLast) {

@@ -1,13 +1,13 @@
 // sim/include/vnrsim/reader.h: the simulated reader itself, free of any transport: bytes in, bytes out.
 //
 // The reader takes the host's bytes in any chunking, decodes command frames, answers each one with one
-// reply (a canned reply of the deck, else its built-in behaviour, else the unknown-command status) in
-// its configured form, and hands back the bytes to send. Injected faults change those bytes. It records
-// what it received for tests. Every member function is safe to call from several threads at once.
+// reply in its configured form, and hands back the bytes to send. Injected faults change those bytes. It
+// records what it received for tests. Every member function is safe to call from several threads at once.
 //
-// Built-in commands: the version query 31 11 00 (reader) and 31 11 01 (contactless module), answered
-// with status 0 and the version text as data, and the commands of the identity card module
-// (vnrsim/idcard.h), answered from the deck's cards. The deck's canned replies go before both.
+// A command's reply comes from the first of these that takes it: the canned replies (the deck's, and
+// those added since), the built-in version query 31 11 00 (reader) and 31 11 01 (contactless module),
+// answered with status 0 and the version text as data, the deck's models (vnrsim/model.h) in their
+// order, and last the unknown-command status.
 //
 // Broken command frames: a frame with a wrong check byte or end byte, or one declaring more than
 // kMaxCommandPayload bytes, is answered with kBadFrameStatus and no data. A frame left incomplete for
@@ -27,7 +27,7 @@
 
 #include "vnrsim/deck.h"
 #include "vnrsim/frame.h"
-#include "vnrsim/idcard.h"
+#include "vnrsim/model.h"
 #include "vnrsim/times.h"
 
 namespace vnrsim {
@@ -75,6 +75,21 @@ struct Stats {
     std::uint64_t bytes_skipped = 0;     // received bytes outside any frame, dropped frames included
 };
 
+// Something of a Reader reached with the Reader's mutex held: the mutex stays locked while this lives.
+// Use it within one statement (reader.model<IdCardModule>()->put(...)): holding it while the reader is
+// asked anything else, from this thread or by a transport's, waits for ever.
+template <typename T>
+class Locked {
+public:
+    Locked(std::unique_lock<std::mutex> lock, T& held) noexcept : lock_(std::move(lock)), held_(&held) {}
+    T* operator->() const noexcept { return held_; }
+    T& operator*() const noexcept { return *held_; }
+
+private:
+    std::unique_lock<std::mutex> lock_;
+    T* held_;
+};
+
 class Reader {
 public:
     using Clock = std::chrono::steady_clock;
@@ -111,25 +126,26 @@ public:
     // The text answered for module 0 or 1, as the bytes to send (GBK). Throws std::invalid_argument for
     // another module.
     void set_version(int module, std::string text);
-    // Puts the deck's resident or foreign card on the reader, taking off whichever lay there;
-    // CardKind::none takes it off. Throws std::invalid_argument for a card the deck does not have.
-    void put_idcard(CardKind card);
-    // The card on the reader now.
-    CardKind idcard_on_reader() const;
-    // Makes the identity card module answer `sw` to its commands with a module reply, for `times`
-    // (see vnrsim/idcard.h); replaces a failure standing before.
-    void fail_idcard(SwTriple sw, Times times = Times::once);
-    // Lets the module answer as its cards say again.
-    void clear_idcard_failure();
-    // The failure standing, if any.
-    std::optional<StandingFailure> idcard_failure() const;
     // Adds a canned reply ahead of all others, so it takes precedence over the deck's.
     void add_reply(CannedReply reply);
     // Drops every canned reply.
     void clear_replies();
 
-    // The settings now in force, with the canned replies still standing (their `times` as left) and
-    // the identity card now on the reader.
+    // The reader's model of type M, under the reader's lock (see Locked): reader.model<IdCardModule>()
+    // ->put(CardKind::foreign). Throws std::out_of_range when the reader has no M.
+    template <typename M>
+    Locked<M> model() {
+        std::unique_lock lock(mutex_);
+        M& found = deck_.models.get<M>();
+        return Locked<M>(std::move(lock), found);
+    }
+    // The model named `name`, under the reader's lock. Throws std::out_of_range when there is none.
+    Locked<Model> model(std::string_view name);
+    // Every model, under the reader's lock.
+    Locked<ModelSet> models();
+
+    // The settings now in force, with the canned replies still standing (their `times` as left) and a
+    // copy of the models as they stand.
     Deck deck() const;
     // The form of replies now.
     Form form() const;
@@ -158,7 +174,6 @@ private:
     mutable std::mutex mutex_;
     Deck deck_;
     std::deque<CannedReply> replies_;
-    IdCardModule idcard_;
     std::array<std::optional<StandingFault>, 6> faults_;
     FrameDecoder decoder_;
     std::optional<Clock::time_point> last_byte_;

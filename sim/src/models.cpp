@@ -1,0 +1,16 @@
+// sim/src/models.cpp: the registry: every model of a reader, in the order in which the reader asks
+// them (see vnrsim/model.h). A model is added with its folder under sim/models/ and one line here.
+#include "vnrsim/model.h"
+
+#include "models/idcard/idcard_module.h"
+
+namespace vnrsim {
+
+std::span<const ModelEntry> registered_models() {
+    static constexpr ModelEntry kModels[] = {
+        model_entry<IdCardModule>(),
+    };
+    return kModels;
+}
+
+}  // namespace vnrsim
