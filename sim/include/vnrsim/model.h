@@ -108,6 +108,12 @@ public:
     // ("010091 for 3 replies"); none by default.
     virtual std::vector<std::string> failures() const { return {}; }
 
+    // Whether a card lies in `slot` of this model (the contact slot and the SAM slots by their numbers,
+    // kFieldSlot for the RF field), so that the reader's own status queries can follow the cards that the
+    // card models hold. False for a model without slots.
+    static constexpr std::uint8_t kFieldSlot = 0xFF;
+    virtual bool card_present(std::uint8_t slot) const { return false; }
+
 protected:
     Model() = default;
     // A copy belongs to no set until a set adopts it; an assigned model stays in its own set.
