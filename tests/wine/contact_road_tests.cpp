@@ -17,7 +17,7 @@ bool resolve(HMODULE module, Function& function, const char* name) {
     return function != nullptr;
 }
 
-const char* const kAnswers[] = {"reply 3221 1003 times 1", "reply 322200 0 003B8F8001804F times 1", "reply 3223 0 times 1",
+const char* const kAnswers[] = {"reply 3221 1003 times 1", "reply 3222 0 003B8F8001804F times 1", "reply 3223 0 times 1",
                                 "reply 322600 0 6F07840500000003339000 times 1", "reply 3235 6A82 times 1"};
 const std::uint8_t kAtr[] = {0x3B, 0x8F, 0x80, 0x01, 0x80, 0x4F}, kSelect[] = {0x00, 0xA4, 0x04, 0x00, 0x00};
 
