@@ -132,6 +132,127 @@ VNR_API int32_t VNR_CALL hex_base64(const uint8_t* src, char* dst, uint32_t coun
  * padding gives zero bytes. No terminator. Returns 3*groups+1. */
 VNR_API int32_t VNR_CALL base64_hex(const char* src, uint8_t* dst, uint32_t count);
 
+/* ---- Contact cards: CPU card and SAM slots -------------------------------------------------------
+ * `cardno` names the slot: 0 the contact card slot, 1 to 31 further slots (SAM), and for card_APDU only
+ * 0xFF the activated contactless CPU card. Any other value gives VNR_E_BAD_ARGUMENT and sends nothing.
+ * The usual order: sam_slt_getstate, sam_slt_reset (or sam_slt_reset_baud), card_APDU as often as
+ * needed, sam_slt_powerdown. Out-parameters are written only on success unless said otherwise. */
+
+/* The state of slot `cardno` in *state, as the reader reports it in its status word (all 16 bits; a
+ * card present and powered down, powered up, no card, ... are the reader's own values, 0 included).
+ * *state is set to 0 as soon as the handle has passed. A failure of the link or the library (a result
+ * from -49 to -1) is returned as it is, *state staying 0; a status word from 1 to 49 is therefore a
+ * failure too, and every other one a state. Returns 0 when *state holds a state. */
+VNR_API int16_t VNR_CALL sam_slt_getstate(int32_t icdev, uint8_t cardno, uint16_t* state);
+
+/* Powers the card in slot `cardno` up and resets it; `delaytime` (ms) is the reader's own wait for the
+ * card. The library waits delaytime + 1000 ms for the answer when that is longer than its standing
+ * 2000 ms (0xFFFF: 66535 ms), and afterwards the standing wait holds again, whatever the result. The
+ * reader's first byte of data is not part of the answer to reset and is dropped: `atr` gets the rest,
+ * *rlen its count. `atr` must hold 255 bytes; a longer answer is refused with VNR_E_END_BYTE and
+ * nothing is written. A reply without even that first byte gives *rlen 0. */
+VNR_API int16_t VNR_CALL sam_slt_reset(int32_t icdev, uint16_t delaytime, uint8_t cardno, uint8_t* rlen, uint8_t* atr);
+
+/* As sam_slt_reset at a chosen speed: `baud` 0, 1 or 2, passed on to the reader as it is. Here the whole
+ * reply is the answer to reset (nothing is dropped); `atr` must hold 255 bytes, and a longer answer is
+ * refused with VNR_E_END_BYTE. The wait is the standing one. */
+VNR_API int16_t VNR_CALL sam_slt_reset_baud(int32_t icdev, uint8_t cardno, uint8_t baud, uint8_t* rlen, uint8_t* atr);
+
+/* Powers the card in slot `cardno` down. */
+VNR_API int16_t VNR_CALL sam_slt_powerdown(int32_t icdev, uint8_t cardno);
+
+/* Passes the APDU of `slen` bytes (1 to 3070) at `sbuf` to the card in slot `cardno` (0 to 31, or 0xFF
+ * for the activated contactless CPU card) and gives its answer as bytes: `rbuf` gets it, ending with the
+ * card's two status bytes as the card gave them, and *rlen its count. The result is 0 whatever those two
+ * bytes say; the caller reads them. `rbuf` must hold 3073 bytes; a longer answer is refused with
+ * VNR_E_END_BYTE and nothing is written. Checks in order: the handle, `slen`, `cardno`. */
+VNR_API int16_t VNR_CALL card_APDU(int32_t icdev, uint8_t cardno, int32_t slen, const uint8_t* sbuf, uint32_t* rlen,
+                                   uint8_t* rbuf);
+
+/* ---- Contact cards: memory cards -----------------------------------------------------------------
+ * None of these writes a log line of its own. The card type is a number the reader knows: 1, 3, 4, 5, 8
+ * or 10 (3 the SLE4428 class, 4 the SLE4442 class). The library keeps one size code for the whole
+ * process (not per handle or slot): contact_settype forgets it, contact_identifytype may learn it, and
+ * while one is known contact_read and contact_write are bounded by the card's size. */
+
+/* Tells the reader the type of the card in slot `cardno` (0 or 1): `cardtype` one of 1, 3, 4, 5, 8, 10.
+ * Every call forgets the size code first, also one then refused: reads and writes are unbounded after it. */
+VNR_API int16_t VNR_CALL contact_settype(int32_t icdev, uint8_t cardno, uint8_t cardtype);
+
+/* Asks the reader what card lies in slot `cardno` (0 or 1); *cardtype gets the type. When the reader
+ * names type 1, 5 or 10 itself, the size code it gives is kept and bounds later reads and writes; a
+ * type told from the card's answer to reset (3, 4 or 8) leaves the code as it was. A card the library
+ * does not know gives -4097 (status word 0x1001) with *cardtype as it was. */
+VNR_API int16_t VNR_CALL contact_identifytype(int32_t icdev, uint8_t cardno, uint8_t* cardtype);
+
+/* Sets (contact_passwordinit) or presents (contact_passwordcheck) the card's password: `len` bytes at
+ * `password`, of `len` only the low byte counts (0 to 255); `cardno` 0 to 31. The reader and the card
+ * decide what lengths they take. The log shows the password as **. */
+VNR_API int16_t VNR_CALL contact_passwordinit(int32_t icdev, uint8_t cardno, int32_t len, const uint8_t* password);
+VNR_API int16_t VNR_CALL contact_passwordcheck(int32_t icdev, uint8_t cardno, int32_t len, const uint8_t* password);
+
+/* Reads `len` bytes at `addr` from the card in slot `cardno` (0 to 31) into `out`, which must hold
+ * `len` bytes. With a size code known, the code must be one of 0, 1, 2, 4, 6, 8, 16, 32, 64, 128 (the
+ * card holds 128 x 2^(code mod 32) bytes: 128, 256, 512, 2048, 8192, 32768, 8388608, 128, 128, 128),
+ * `addr` must lie below that size and `addr` + `len` within it, else VNR_E_BAD_ARGUMENT; the read then
+ * goes in pieces of 1024 bytes, one command each at addr, addr + 1024, ..., each waiting up to 15000 ms
+ * when there are two or more, and `len` 0 sends nothing. A piece that would start beyond address 0xFFFF,
+ * which the command cannot carry, is refused beforehand with VNR_E_BAD_ARGUMENT. With no size code
+ * one command asks for the whole `len`. A piece that fails does not stop the others: the last piece asks
+ * for all that is still missing, and the result is the last piece's status. On 0, `out` gets the bytes
+ * received, front to back, at most `len` (a reply longer than asked is refused with VNR_E_END_BYTE); what
+ * lies behind them, when fewer came, stays as it was. On any other result `out` stays as it was. */
+VNR_API int16_t VNR_CALL contact_read(int32_t icdev, uint8_t cardno, uint16_t addr, uint16_t len, uint8_t* out);
+
+/* Writes `len` bytes of `data` at `addr`, with the bounds and pieces of contact_read; every command, the
+ * single one too, waits up to 15000 ms. The pieces are cut by position. A failed piece does not stop
+ * the others, so after a failure part-way the pieces after it are written all the same; the result is
+ * the last piece's status. */
+VNR_API int16_t VNR_CALL contact_write(int32_t icdev, uint8_t cardno, uint16_t addr, uint16_t len, const uint8_t* data);
+
+/* ---- Contact cards: the AT88SC1604 family ---------------------------------------------------------
+ * All go to slot 0 and return 32-bit statuses (a reader status widened with its sign). Addresses are
+ * absolute, 0 to 2006, in six zones: 0 (0-20), 1 (21-1221), 2 (1222-1482), 3 (1483-1743), 4 (1744-2004),
+ * 5 (2005-2006). The heads of zones 1 to 4 hold their codes (6 bytes in zone 1, 5 in the others), and
+ * zone 0's bytes 10 to 12 the card's code. Everything out of bounds is refused with VNR_E_BAD_ARGUMENT
+ * before anything goes to the reader; a bad handle gives VNR_E_BAD_HANDLE. In every call `len` must be
+ * at least 1 and `offset` + `len` at most the zone's last address + 1. */
+
+/* Reads `len` bytes at `offset` of zone `zone` (0 to 5) into `out`, which must hold `len` bytes; the
+ * reader's bytes go there as they came, and a reply longer than `len` is refused with VNR_E_END_BYTE.
+ * `offset` must lie within the zone. */
+VNR_API int32_t VNR_CALL srd_1604(int32_t icdev, int32_t zone, int32_t offset, int32_t len, uint8_t* out);
+
+/* Writes `len` bytes of `data` at `offset` of zone `zone` (0 to 5), waiting up to 25000 ms. Refused:
+ * in zone 0 an `offset` outside 0-20 or at 10-12 (a write from 9 may run across them), in zones 1 to 4
+ * an `offset` in the zone's reserved head or above the zone (one below the zone passes), in zone 5 one
+ * outside 2005-2006; `len` above 21, 1195, 256, 256, 256, 2 for zones 0 to 5. */
+VNR_API int32_t VNR_CALL swr_1604(int32_t icdev, int32_t zone, int32_t offset, int32_t len, const uint8_t* data);
+
+/* Erases `len` bytes at `offset` of zone `zone` (0 to 5), within the zone and out of its reserved head
+ * (zone 0: 0-20, 1: 27-1221, 2: 1227-1482, 3: 1488-1743, 4: 1749-2004, 5: 2005-2006). Waits up to
+ * 30000 ms with a 10 ms delay before each read of a USB reader, and that delay stands afterwards (with
+ * the standing 2000 ms) until a command sets its own wait. `len` is checked before the handle. */
+VNR_API int32_t VNR_CALL ser_1604(int32_t icdev, int32_t zone, int32_t offset, int32_t len);
+
+/* Writes code number `zone` (0 the card's security code at 10; 1 to 4 the security codes of zones 1 to
+ * 4 at 21, 1222, 1483, 1744; 5 to 8 their erase codes at 24, 1224, 1485, 1746): erases its 2 bytes as
+ * ser_1604 does (with its wait) and, when that succeeded, writes the 2 bytes at `code`. `len` must be 2.
+ * The two commands each take the library lock, so another thread's command may fall between them. */
+VNR_API int32_t VNR_CALL wsc_1604(int32_t icdev, int32_t zone, int32_t len, const uint8_t* code);
+
+/* Presents the security code of `zone` (csc_1604: 0 the card's, 1 to 4 a zone's; checks in order `len`,
+ * `zone`, handle) or the erase code of `zone` (cesc_1604: 1 to 4; checks in order handle, `len`, `zone`):
+ * the 2 bytes at `code`, `len` must be 2. The log shows the code as **. */
+VNR_API int32_t VNR_CALL csc_1604(int32_t icdev, int32_t zone, int32_t len, const uint8_t* code);
+VNR_API int32_t VNR_CALL cesc_1604(int32_t icdev, int32_t zone, int32_t len, const uint8_t* code);
+
+/* Passes `mode` (0 or 1, checked before the handle) to the card's fuse command. */
+VNR_API int32_t VNR_CALL fakefus_1604(int32_t icdev, int32_t mode);
+
+/* The card's personalisation command. */
+VNR_API int32_t VNR_CALL psnl_1604(int32_t icdev);
+
 /* ---- Identity card: the module's commands --------------------------------------------------------
  * The reply of the module (module_reply): length (2 bytes, big-endian, the whole reply), SW1 SW2 SW3,
  * then data. A read's data: text_len (2), photo_len (2), [fingerprint_len (2) for the D0 04 and D0 07

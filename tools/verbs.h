@@ -10,5 +10,6 @@ int statuses_command(int argc, char** argv);  // statuses_command.cpp
 int idcard_command(int argc, char** argv);    // idcard_command.cpp
 int image_command(int argc, char** argv);     // image_command.cpp
 int wlt_command(int argc, char** argv);       // idcard_command.cpp
+int contact_command(int argc, char** argv);   // contact_command.cpp
 
 }  // namespace vnr::tool

@@ -35,6 +35,12 @@ constexpr Verb kVerbs[] = {
             "    photo format; decode: turn a .wlt file into the .bmp beside it through the library and its\n"
             "    photo decoder",
      vnr::tool::wlt_command},
+    {"contact", "contact status|atr|apdu HEX...|read ADDR LEN|write ADDR HEX [--slot N] [--json]\n"
+                "    a card in contact slot N (default 0): status prints the slot's state, atr powers the card up\n"
+                "    and prints its answer to reset, apdu powers it up when it lies unpowered and sends each APDU\n"
+                "    (hexadecimal), printing the answer and its status word; read and write identify a memory card\n"
+                "    and read LEN bytes or write the bytes given at ADDR",
+     vnr::tool::contact_command},
     {"statuses", "statuses [--json]\n"
                  "    every status code of the library with what it means",
      vnr::tool::statuses_command},
