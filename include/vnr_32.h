@@ -187,7 +187,7 @@ VNR_API int16_t VNR_CALL contact_identifytype(int32_t icdev, uint8_t cardno, uin
 
 /* Sets (contact_passwordinit) or presents (contact_passwordcheck) the card's password: `len` bytes at
  * `password`, of `len` only the low byte counts (0 to 255); `cardno` 0 to 31. The reader and the card
- * decide what lengths they take. The log shows the password as **. */
+ * decide what lengths they take. */
 VNR_API int16_t VNR_CALL contact_passwordinit(int32_t icdev, uint8_t cardno, int32_t len, const uint8_t* password);
 VNR_API int16_t VNR_CALL contact_passwordcheck(int32_t icdev, uint8_t cardno, int32_t len, const uint8_t* password);
 

@@ -120,15 +120,13 @@ std::int16_t set_type(std::int32_t icdev, std::uint8_t cardno, std::uint8_t card
     return core::run(kSetType, {icdev, {cardno, cardtype}});
 }
 
-// The passwords: numbers {cardno, len's low byte}, input {password}. The log shows the password as **.
-constexpr core::Secret kPasswordSecret{.command_from = 4, .command_count = 255};
+// The passwords: numbers {cardno, len's low byte}, input {password}.
 
 constexpr Command kPasswordInit{
     .name = "contact_passwordinit",
     .checks = {core::handle(nullptr), core::at_most(0, kLastSlot, nullptr)},
     .fields = {kContactGroup, 0x33, core::byte(0), core::byte(1), core::bytes(0, 1)},
     .room = 300,
-    .secret = kPasswordSecret,
 };
 
 constexpr Command kPasswordCheck{
@@ -136,7 +134,6 @@ constexpr Command kPasswordCheck{
     .checks = {core::handle(nullptr), core::at_most(0, kLastSlot, nullptr)},
     .fields = {kContactGroup, 0x34, core::byte(0), core::byte(1), core::bytes(0, 1)},
     .room = 50,
-    .secret = kPasswordSecret,
 };
 
 // ---- The AT88SC1604 family: everything goes to slot 0 ---------------------------------------------
@@ -197,7 +194,6 @@ constexpr Command kCodeErase1604{
     .result = {.line = "==>neibu_ser_1604(), 状态码：%d。"},
 };
 
-// The codes: the log shows their bytes as **.
 constexpr Command kCodeWrite1604{
     .name = "swrSC_1604",
     .entry = "-----swrSC_1604()----- ",
@@ -205,7 +201,6 @@ constexpr Command kCodeWrite1604{
     .fields = {kContactGroup, 0x33, 0x00, core::byte(0), core::be16(1), core::be16(2), core::bytes(0, 2)},
     .room = kRoom1604,
     .result = {.line = "==>swrSC_1604(), 状态码：%d。"},
-    .secret = {.command_from = 8, .command_count = 255},
 };
 
 // csc_1604 and cesc_1604: numbers {zone, len}, input {code}.
@@ -217,7 +212,6 @@ constexpr Command kPresentCode{
     .fields = {kContactGroup, 0x34, 0x00, 0x04, 0x00, core::byte(0), core::fixed_bytes(0, kCodeBytes)},
     .room = kRoom1604,
     .result = {.line = "==>csc_1604(), 状态码：%d. "},
-    .secret = {.command_from = 6, .command_count = kCodeBytes},
 };
 
 constexpr Command kPresentEraseCode{
@@ -229,7 +223,6 @@ constexpr Command kPresentEraseCode{
     .fields = {kContactGroup, 0x34, 0x00, 0x04, 0x01, core::byte(0), core::fixed_bytes(0, kCodeBytes)},
     .room = kRoom1604,
     .result = {.line = "==>cesc_1604(), 状态码：%d。 "},
-    .secret = {.command_from = 6, .command_count = kCodeBytes},
 };
 
 constexpr Command kFakeFuse{
