@@ -53,7 +53,7 @@ int main() {
         cases.equal(vnr.rf_halt(icdev, 0), 0, "rf_halt");
         cases.equal(vnr.close_rf(icdev), 0, "close_rf");
         control.send("history 6", &history);
-        cases.equal(history, "ok 3228 32410064 324201FFFFFFFFFFFF 324304 32250000 3229", "commands received");
+        cases.equal(history, "ok 3228 32410064 32420100FFFFFFFFFFFF 324304 32250000 3229", "commands received");
     });
 
     cases.run("a block reply of 17 bytes and sector 17 are refused, nothing written past the block", [&] {
