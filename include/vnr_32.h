@@ -243,7 +243,7 @@ VNR_API int32_t VNR_CALL wsc_1604(int32_t icdev, int32_t zone, int32_t len, cons
 
 /* Presents the security code of `zone` (csc_1604: 0 the card's, 1 to 4 a zone's; checks in order `len`,
  * `zone`, handle) or the erase code of `zone` (cesc_1604: 1 to 4; checks in order handle, `len`, `zone`):
- * the 2 bytes at `code`, `len` must be 2. The log shows the code as **. */
+ * the 2 bytes at `code`, `len` must be 2. */
 VNR_API int32_t VNR_CALL csc_1604(int32_t icdev, int32_t zone, int32_t len, const uint8_t* code);
 VNR_API int32_t VNR_CALL cesc_1604(int32_t icdev, int32_t zone, int32_t len, const uint8_t* code);
 
@@ -252,6 +252,149 @@ VNR_API int32_t VNR_CALL fakefus_1604(int32_t icdev, int32_t mode);
 
 /* The card's personalisation command. */
 VNR_API int32_t VNR_CALL psnl_1604(int32_t icdev);
+/* ---- Contactless cards: the RF field and activation ----------------------------------------------
+ * `delaytime` is the time in milliseconds that the reader is given for the card to answer, sent high
+ * byte first. The library waits for the reply that long and a margin more (open_card 1000 ms, always;
+ * rf_card and rf_halt 200 ms, when that is longer than the standing 2000 ms); 0xFFFF waits without
+ * limit. The standing 2000 ms come back on every way out. The library keeps no card state: whether a
+ * card is active is known to the reader alone. */
+
+/* Switch the RF field on and off. */
+VNR_API int16_t VNR_CALL open_rf(int32_t icdev);
+VNR_API int16_t VNR_CALL close_rf(int32_t icdev);
+
+/* Activates a contactless CPU card (32 24). On success *cardtype gets the reader's card type byte,
+ * `uid` the card's identifier and *uidlen its length, `ats` its ATS and *atslen its length. `uid` must
+ * hold 10 bytes (the longest identifier) and `ats` 64; a reply whose identifier or ATS is longer, or
+ * whose lengths reach past the bytes received, is refused with VNR_E_END_BYTE. On any failure none of
+ * the five is written. */
+VNR_API int16_t VNR_CALL open_card(int32_t icdev, uint16_t delaytime, uint8_t* cardtype, uint8_t* uidlen, uint8_t* uid,
+                                   uint8_t* atslen, uint8_t* ats);
+
+/* Activates a Mifare-class memory card (32 41). On success *cardtype gets the card type byte and `uid`
+ * (4 bytes) the serial number in the reader's byte order; a reply shorter than that gives
+ * VNR_E_END_BYTE. */
+VNR_API int16_t VNR_CALL rf_card(int32_t icdev, uint16_t delaytime, uint8_t* cardtype, uint8_t* uid);
+
+/* Puts the active card into the halt state. */
+VNR_API int16_t VNR_CALL rf_halt(int32_t icdev, uint16_t delaytime);
+
+/* What CLCard_Open found. */
+#define VNR_CL_IDCARD      1   /* a resident identity card */
+#define VNR_CL_CPU_CARD    2   /* a contactless CPU card */
+#define VNR_CL_MIFARE      3   /* a Mifare-class memory card */
+
+/* Probes, in this order and stopping at the first that answers: IDCard_Read_IDNUM (an identity card:
+ * nothing is written), open_card with all arguments (a CPU card: as open_card), rf_card (a Mifare-class
+ * card: *cardtype and 4 bytes of `uid`; *uidlen, *atslen and `ats` are left alone). Only the low 16 bits
+ * of `delaytime` count. Returns VNR_CL_IDCARD, VNR_CL_CPU_CARD or VNR_CL_MIFARE, or when no probe
+ * succeeded the status of rf_card. Each probe takes the lock for itself. */
+VNR_API int16_t VNR_CALL CLCard_Open(int32_t icdev, uint32_t delaytime, uint8_t* cardtype, uint8_t* uidlen, uint8_t* uid,
+                                     uint8_t* atslen, uint8_t* ats);
+
+/* ---- Contactless cards: Mifare blocks and values ----------------------------------------------------
+ * On a card that rf_card activated: authenticate the sector, then work its blocks. Values are unsigned
+ * 32-bit numbers, sent and received high byte first; the reader builds the value block itself. */
+
+/* Authenticates sector `addr` (0 to 16) with the 6-byte `key`; `mode` (0 or 1) chooses the key for the
+ * reader. Note the order: `mode` ahead of `addr` here, `addr` ahead of `mode` in the command.
+ */
+VNR_API int16_t VNR_CALL rf_authentication(int32_t icdev, uint8_t mode, uint8_t addr, const uint8_t* key);
+
+/* Reads block `addr` (not checked) straight into `data`, which must hold 16 bytes: a longer reply is
+ * refused with VNR_E_END_BYTE. After any failed exchange the first byte of `data` is 0. The reply's
+ * length is not reported. */
+VNR_API int16_t VNR_CALL rf_read(int32_t icdev, uint8_t addr, uint8_t* data);
+
+/* Writes the 16 bytes of `data` to block `addr` (0 to 64). */
+VNR_API int16_t VNR_CALL rf_write(int32_t icdev, uint8_t addr, const uint8_t* data);
+
+/* Reads the value of block `addr` (0 to 64) into *value, which is set to 0 ahead of the exchange and
+ * stays 0 when it fails (a reply shorter than 4 bytes gives VNR_E_END_BYTE). */
+VNR_API int16_t VNR_CALL rf_readval(int32_t icdev, uint8_t addr, uint32_t* value);
+
+/* Makes block `addr` (0 to 64) a value block holding `value`. */
+VNR_API int16_t VNR_CALL rf_initval(int32_t icdev, uint8_t addr, uint32_t value);
+
+/* Add `value` to, or take it from, the value of block `addr`. The value is read first by rf_readval
+ * (whose checks and statuses these share); a result that would not fit in 32 bits (a sum above
+ * 0xFFFFFFFF, a difference below 0) gives VNR_E_BAD_ARGUMENT with nothing more sent. The read and the
+ * change are two separate holds of the lock. The reader keeps the result until rf_transfer. */
+VNR_API int16_t VNR_CALL rf_increment(int32_t icdev, uint8_t addr, uint32_t value);
+VNR_API int16_t VNR_CALL rf_decrement(int32_t icdev, uint8_t addr, uint32_t value);
+
+/* Sends the transfer command for block `addr` (not checked); never sent by the library itself. */
+VNR_API int16_t VNR_CALL rf_transfer(int32_t icdev, uint8_t addr);
+
+/* ---- Contactless cards: Ultralight-class and NTAG215 tags ------------------------------------------
+ * Tags of 4-byte pages; page numbers are not checked. Activation waits a flat 200 ms. */
+
+/* Activate a tag (32 41 00 00) and give its 7-byte identifier in `uid` (7 bytes): MF_OpenCard in the
+ * reader's order, NTAG215_OpenCard reversed. A shorter reply gives VNR_E_END_BYTE. `reserved` is not
+ * read. */
+VNR_API int16_t VNR_CALL MF_OpenCard(int32_t icdev, uint8_t reserved, uint8_t* uid);
+VNR_API int16_t VNR_CALL NTAG215_OpenCard(int32_t icdev, uint8_t* uid);
+
+/* Authenticates with `keylen` bytes of `key`; the command holds at most 197, so a longer `keylen` gives
+ * VNR_E_BAD_ARGUMENT. */
+VNR_API int16_t VNR_CALL MF_Authentication(int32_t icdev, const uint8_t* key, uint8_t keylen);
+
+/* Read from page `addr`: `out` gets the reply as it came and must hold 100 bytes (a longer reply gives
+ * VNR_E_END_BYTE); its length is not reported (a tag answers 16 bytes, four pages). */
+VNR_API int16_t VNR_CALL MF_Read(int32_t icdev, uint8_t addr, uint8_t* out);
+VNR_API int16_t VNR_CALL NTAG215_Read(int32_t icdev, uint8_t addr, uint8_t* out);
+
+/* Write the 4 bytes of `data` to page `addr` (32 4C and C1 4C). */
+VNR_API int16_t VNR_CALL MF_Write_4bytes(int32_t icdev, uint8_t addr, const uint8_t* data);
+VNR_API int16_t VNR_CALL NTAG215_Write_4bytes(int32_t icdev, uint8_t addr, const uint8_t* data);
+
+/* Writes the 4 bytes of `data` to the one-time-programmable page 3, by MF_Write_4bytes. */
+VNR_API int16_t VNR_CALL MF_WriteOTp(int32_t icdev, const uint8_t* data);
+
+/* Sets the lock bit of `page` by MF_Write_4bytes (the other bits written are 0): pages 3 to 15 in page 2
+ * (3 to 7 in its third byte, 8 to 15 in its fourth), pages 16 to 39 in the first byte of page 40 (one
+ * bit for each four pages: 16-19 0x02, 20-23 0x04, 24-27 0x08, 28-31 0x20, 32-35 0x40, 36-39 0x80), 42
+ * and 43 in its second byte (0x20, 0x40), 44 to 47 together (0x80). Any other page gives VNR_E_GENERAL
+ * and nothing is sent. */
+VNR_API int16_t VNR_CALL MF_WriteLock(int32_t icdev, uint8_t page);
+
+/* Authenticates with the tag's 4-byte password; a `KeyLength` other than 4 gives VNR_E_GENERAL (after
+ * the handle check). */
+VNR_API int16_t VNR_CALL NTAG215_Authentication(int32_t icdev, const uint8_t* key, uint8_t KeyLength);
+
+/* Writes the 4-byte password `key` to page 0x85 by NTAG215_Write_4bytes. A
+ * `KeyLength` other than 4 gives VNR_E_GENERAL, with nothing sent and no log line. */
+VNR_API int16_t VNR_CALL NTAG215_ChangeKey(int32_t icdev, const uint8_t* key, uint8_t KeyLength);
+
+/* Writes the lock bytes 70 00 00 00 to page 0x82 by NTAG215_Write_4bytes. */
+VNR_API int16_t VNR_CALL NTAG215_WriteLock(int32_t icdev);
+
+/* Reads the base information area, pages 0x50 to 0x7F, and gives it as a text: its bytes up to and with
+ * the first zero byte. `out` must hold 193 bytes (192 and the terminator); an area without a zero in
+ * that room is refused with VNR_E_END_BYTE. A null `out` gives VNR_E_BAD_ARGUMENT with nothing sent. */
+VNR_API int16_t VNR_CALL NTAG215_ReadBaseInfo(int32_t icdev, char* out);
+
+/* What NTAG215_Init gives at the step that failed (the step's own status is not passed on). */
+#define VNR_NTAG215_INIT_AUTHENTICATION (-1)  /* the default password was not accepted (or a bad icdev) */
+#define VNR_NTAG215_INIT_CHANGE_KEY     (-2)  /* the new password could not be written */
+#define VNR_NTAG215_INIT_WRITE_PAGE     (-3)  /* a page of the text could not be written */
+#define VNR_NTAG215_INIT_WRITE_LOCK     (-4)  /* the lock bytes could not be written */
+#define VNR_NTAG215_INIT_TEXT           (-5)  /* the text is longer than 192 bytes, or null */
+
+/* Initialises a delivered tag that NTAG215_OpenCard has activated: authenticates with the default
+ * password FF FF FF FF, writes the 4-byte `key` as the new password, writes the zero-terminated `text`
+ * (at most 192 bytes) from page 0x50 on, four bytes a page (the last page padded with zeros), and writes
+ * the lock bytes. A text that is too long is refused only after the password change, so the tag keeps
+ * its new password; a null text is refused before anything is sent. An empty text writes no page.
+ * Returns 0 or a VNR_NTAG215_INIT_* value. */
+VNR_API int16_t VNR_CALL NTAG215_Init(int32_t icdev, const uint8_t* key, const char* text);
+
+/* ---- Contactless cards: peer-to-peer ---------------------------------------------------------------- */
+
+/* Sends `len` bytes of `data` (at most 1019; more gives VNR_E_BAD_ARGUMENT) with `type` to the reader
+ * for peer-to-peer transfer (70 00). The reply is dropped: only the status comes back. There is no handle
+ * check of its own: an icdev below 1 gives VNR_E_HANDLE_EXCHANGE. */
+VNR_API int16_t VNR_CALL NFC_P2P(int32_t icdev, uint8_t type, uint16_t len, const uint8_t* data);
 
 /* ---- Identity card: the module's commands --------------------------------------------------------
  * The reply of the module (module_reply): length (2 bytes, big-endian, the whole reply), SW1 SW2 SW3,

@@ -11,5 +11,8 @@ int idcard_command(int argc, char** argv);    // idcard_command.cpp
 int image_command(int argc, char** argv);     // image_command.cpp
 int wlt_command(int argc, char** argv);       // idcard_command.cpp
 int contact_command(int argc, char** argv);   // contact_command.cpp
+int rf_command(int argc, char** argv);        // rf_command.cpp
+int mifare_command(int argc, char** argv);    // mifare_command.cpp
+int ntag_command(int argc, char** argv);      // ntag_command.cpp
 
 }  // namespace vnr::tool
