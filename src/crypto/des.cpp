@@ -172,9 +172,9 @@ static_assert([] {
 
 // ---- The round function --------------------------------------------------------------------------
 
-// The lanes of a half block (rotated left by one) whose low six bits feed S-box k (1..8) after the
-// rotation right by `first_four ? 4 : 0`, at byte `byte`: S8, S6, S4, S2 in bytes 0 to 3 unrotated,
-// S7, S5, S3, S1 after the rotation.
+// Where S-box `box` (1..8) finds its six input bits in a half held rotated left by one: at the
+// bottom of byte `byte` of the half itself (S8, S6, S4, S2 in bytes 0 to 3), or, when `rotated`, of
+// the half rotated right by four more (S7, S5, S3, S1).
 struct SBoxLane {
     bool rotated;
     unsigned byte;
@@ -254,7 +254,7 @@ constexpr Pc2Tables kPc2 = make_pc2_tables();
 
 // ---- Blocks in lockstep --------------------------------------------------------------------------
 
-// Sixteen rounds over `Lanes` halves pairs, the round keys taken forwards or backwards. On return
+// Sixteen rounds over `Lanes` blocks, the round keys taken forwards or backwards. On return
 // l holds L16 and r holds R16 (the last round's exchange is not undone).
 template <bool Backwards, std::size_t Lanes>
 inline void sixteen_rounds(const RoundKeys& keys, std::uint32_t (&l)[Lanes], std::uint32_t (&r)[Lanes]) {

@@ -86,15 +86,9 @@ TEST(RfFamily, EveryLengthWritesWholeBlocksAndReturnsZero) {
     }
 }
 
-TEST(Cipher, RoundTripsAndAgreementsBetweenTheFunctions) {
+TEST(Cipher, AgreementsBetweenTheFunctions) {
     const Bytes message = message_of(16);
     Bytes a(16), b(16);
-    const std::pair<ShortFunction, ShortFunction> pairs[] = {{des_encrypt, des_decrypt}, {des3_encrypt, des3_decrypt}};
-    for (const auto& [encrypt, decrypt] : pairs) {
-        ASSERT_EQ(encrypt(kKey.data(), message.data(), 16, a.data()), VNR_OK);
-        ASSERT_EQ(decrypt(kKey.data(), a.data(), 16, b.data()), VNR_OK);
-        EXPECT_EQ(b, message);
-    }
     // rf_*: three bytes come back with five zero bytes; in place works.
     Bytes in_place = message_of(3);
     in_place.resize(8, kUntouched);
@@ -102,9 +96,8 @@ TEST(Cipher, RoundTripsAndAgreementsBetweenTheFunctions) {
     rf_decrypt(kKey.data(), in_place.data(), 8, in_place.data());
     EXPECT_EQ(in_place, (Bytes{7, 36, 65, 0, 0, 0, 0, 0}));
     // des3 with K1 = K2 is des under K1; rf_encrypt and des_encrypt agree on a block.
-    const Bytes doubled = {kKey.begin(), kKey.begin() + 8};
-    Bytes same_halves = doubled;
-    same_halves.insert(same_halves.end(), doubled.begin(), doubled.end());
+    Bytes same_halves(kKey.begin(), kKey.begin() + 8);
+    same_halves.insert(same_halves.end(), kKey.begin(), kKey.begin() + 8);
     des3_encrypt(same_halves.data(), message.data(), 16, a.data());
     des_encrypt(kKey.data(), message.data(), 16, b.data());
     EXPECT_EQ(a, b);
