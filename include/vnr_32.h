@@ -395,6 +395,29 @@ VNR_API int16_t VNR_CALL NTAG215_Init(int32_t icdev, const uint8_t* key, const c
  * for peer-to-peer transfer (70 00). The reply is dropped: only the status comes back. There is no handle
  * check of its own: an icdev below 1 gives VNR_E_HANDLE_EXCHANGE. */
 VNR_API int16_t VNR_CALL NFC_P2P(int32_t icdev, uint8_t type, uint16_t len, const uint8_t* data);
+/* ---- DES and triple DES: no reader; each block of 8 bytes by itself (ECB, no chaining) ----------
+ * Keys are bytes: 8 for DES, the low bit of each (its parity bit) ignored; 16 for two-key triple DES,
+ * K1 then K2, enciphering E(K1) D(K2) E(K1) and deciphering D(K1) E(K2) D(K1). A short last block is
+ * filled with zero bytes. No argument is checked but the length; the caller's buffers must be large
+ * enough. */
+
+/* Enciphers (des_encrypt) or deciphers (des_decrypt) `msgLen` bytes of `src`, 1 to 16, under an 8-byte
+ * key: one block up to 8 bytes, two from 9. Exactly `msgLen` bytes go to `dst`, so only whole messages
+ * of 8 or 16 bytes can be deciphered again. Returns 0, or VNR_E_BAD_ARGUMENT for a `msgLen` of 0 or
+ * above 16, with `dst` untouched. */
+VNR_API int16_t VNR_CALL des_encrypt(const uint8_t* key, const uint8_t* src, uint8_t msgLen, uint8_t* dst);
+VNR_API int16_t VNR_CALL des_decrypt(const uint8_t* key, const uint8_t* src, uint8_t msgLen, uint8_t* dst);
+
+/* As des_encrypt and des_decrypt, under a 16-byte triple DES key. With K1 equal to K2 they give what
+ * des_encrypt and des_decrypt give under K1. */
+VNR_API int16_t VNR_CALL des3_encrypt(const uint8_t* key, const uint8_t* src, uint8_t msgLen, uint8_t* dst);
+VNR_API int16_t VNR_CALL des3_decrypt(const uint8_t* key, const uint8_t* src, uint8_t msgLen, uint8_t* dst);
+
+/* Enciphers (rf_encrypt) or deciphers (rf_decrypt) `msgLen` bytes of `src`, 0 to 65535, under an 8-byte
+ * key, block by block. Every block goes to `dst`, which takes `msgLen` rounded up to a multiple of 8
+ * bytes (nothing for 0); `src` and `dst` may be the same buffer. Always returns 0. */
+VNR_API int16_t VNR_CALL rf_encrypt(const uint8_t* key, const uint8_t* src, uint16_t msgLen, uint8_t* dst);
+VNR_API int16_t VNR_CALL rf_decrypt(const uint8_t* key, const uint8_t* src, uint16_t msgLen, uint8_t* dst);
 
 /* ---- Identity card: the module's commands --------------------------------------------------------
  * The reply of the module (module_reply): length (2 bytes, big-endian, the whole reply), SW1 SW2 SW3,
