@@ -3,11 +3,10 @@
 // or from the deck's script, and a read takes it:
 //   - an event given on the control channel is held until a read takes it: the waiting read at its next
 //     settle(), or else the next read at once; a later one replaces it;
-//   - the script is a list of events, each taken by the next read that begins (held events go first)
-//     and coming `after` into that read; an event whose delay is longer than the read's wait is not
-//     made (the read's wait runs out) and is used up all the same;
-//   - a read that does not wait (a wait of zero) takes what is there at once: a held event, or a
-//     scripted one with no delay; else it gets nothing.
+//   - the script is a list of events, in order, each one taken by the first read that begins with
+//     none held and waits at least its delay, and coming `after` into that read; a read that waits
+//     less leaves it for a later one and runs out (so a read that does not wait, with a wait of zero,
+//     gets what is there at once: a held event, or a scripted one with no delay, or nothing).
 // No clock and no lock of its own: the model passes the reader's times and holds the reader's lock.
 #pragma once
 
@@ -54,14 +53,12 @@ public:
         wait_.reset();
         if (held_) return take_held();
         Wait next{now + wait, std::nullopt, now};
-        if (!script_.empty()) {
+        if (!script_.empty() && script_.front().after <= wait) {
             Scripted scripted = std::move(script_.front());
             script_.pop_front();
-            if (scripted.after <= wait) {
-                if (scripted.after.count() == 0) return {std::move(scripted.event), std::nullopt};
-                next.scripted = std::move(scripted.event);
-                next.scripted_at = now + scripted.after;
-            }
+            if (scripted.after.count() == 0) return {std::move(scripted.event), std::nullopt};
+            next.scripted = std::move(scripted.event);
+            next.scripted_at = now + scripted.after;
         }
         if (wait <= Clock::duration::zero()) return {};
         wait_ = std::move(next);

@@ -36,11 +36,10 @@ constexpr std::string_view kDeckExample = R"("pinpad": {
 
 constexpr std::string_view kDeckKeys =
     "\"timeout_s\": the entry time-out, 1 to 255 seconds, until C5 01 sets another (default 30). \"length\": "
-    "the PIN length, 1 to 16 digits, until C5 02 sets another (default 6). \"entries\": the script, each "
-    "entry taken by the next read that finds none held, in order, and made \"after_ms\" milliseconds into "
-    "that read (0 to 255000, default 0); one that would come after the time-out is not made, and the read "
-    "runs out. An entry is \"pin\": 1 to 16 digits, or \"cancel\": true. \"comment\": any text, in the "
-    "section and in an entry.";
+    "the PIN length, 1 to 16 digits, until C5 02 sets another (default 6). \"entries\": the script, in "
+    "order: each entry is taken by the first read that finds none held and whose time-out is at least its "
+    "\"after_ms\" (0 to 255000, default 0), and is made that many milliseconds into it. An entry is "
+    "\"pin\": 1 to 16 digits, or \"cancel\": true. \"comment\": any text, in the section and in an entry.";
 
 constexpr CommandHelp kCommands[] = {
     {"pinpad", "the time-out, the PIN length, the keys loaded (their numbers), whether a read waits, the entry "

@@ -30,9 +30,9 @@ constexpr std::string_view kDeckExample = R"("stripe": {
 })";
 
 constexpr std::string_view kDeckKeys =
-    "\"swipes\": the script, each swipe taken by the next read that finds no swipe held, in order, and "
-    "made \"after_ms\" milliseconds into that read (0 to 255000, default 0); one that would come after "
-    "the read's wait is not made, and the read runs out. \"tracks\": the three tracks' text without "
+    "\"swipes\": the script, in order: each swipe is taken by the first read that finds no swipe held "
+    "and waits at least its \"after_ms\" (0 to 255000, default 0), and is made that many milliseconds into "
+    "it; a read that waits less leaves it for a later read. \"tracks\": the three tracks' text without "
     "sentinels, \"\" for a track the card lacks: track 1 takes up to 76 characters from space to _ "
     "(letters in upper case) but % and ?, tracks 2 and 3 up to 37 and 104 of 0 to 9 and : < = >. "
     "\"bad\": true for a swipe the head cannot read (no \"tracks\" then). \"comment\": any text, in the "
