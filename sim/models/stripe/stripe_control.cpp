@@ -24,7 +24,8 @@ constexpr std::string_view kAbout =
 
 constexpr std::string_view kDeckExample = R"("stripe": {
   "swipes": [
-    {"after_ms": 1500, "tracks": ["B6228480402564890018^SAMPLE/ALEX^2512101", "6228480402564890018=2512101", ""]},
+    {"after_ms": 1500,
+     "tracks": ["B9900001234567890^SAMPLE/ALEX J^2912201", "9900001234567890=2912201", ""]},
     {"after_ms": 800, "bad": true}
   ]
 })";
