@@ -7,6 +7,10 @@ std::string Model::control(const ControlLine& line) {
     throw Refusal(std::string(name()) + " takes no control commands");
 }
 
+Answer Model::settle(Clock::time_point) {
+    throw std::logic_error(std::string(name()) + " has no reply pending");
+}
+
 Model* Model::sibling(std::string_view name) const { return set_ ? set_->find(name) : nullptr; }
 
 ModelSet::ModelSet(std::span<const ModelEntry> entries) {

@@ -33,7 +33,9 @@ std::vector<std::uint8_t> Reader::receive(std::span<const std::uint8_t> bytes) {
 std::vector<std::uint8_t> Reader::receive(std::span<const std::uint8_t> bytes, Clock::time_point now) {
     const std::lock_guard lock(mutex_);
     std::vector<std::uint8_t> out;
+    if (faults_[index_of(Fault::hangup)]) give_up();
     if (bytes.empty() || faults_[index_of(Fault::hangup)]) return out;
+    settle(now, out);
 
     const std::uint64_t skipped_before = decoder_.skipped();
     if (decoder_.mid_frame() && last_byte_ && now - *last_byte_ > kFrameGap) decoder_.reset();
@@ -45,6 +47,7 @@ std::vector<std::uint8_t> Reader::receive(std::span<const std::uint8_t> bytes, C
     stats_.bytes_skipped += decoder_.skipped() - skipped_before;
     for (const Frame& frame : frames) {
         ++stats_.frames_received;
+        give_up();
         if (frame.fault != Frame::Fault::none) {
             ++stats_.bad_frames;
             emit(Reply{kBadFrameStatus, {}, std::nullopt}, out);
@@ -52,12 +55,47 @@ std::vector<std::uint8_t> Reader::receive(std::span<const std::uint8_t> bytes, C
         }
         commands_.push_back(frame.payload);
         if (commands_.size() > kHistoryCommands) commands_.pop_front();
-        emit(answer(frame.payload), out);
+        if (const auto reply = answer(frame.payload, now)) emit(*reply, out);
     }
     return out;
 }
 
-Reader::Reply Reader::answer(std::span<const std::uint8_t> command) {
+std::vector<std::uint8_t> Reader::poll(Clock::time_point now) {
+    const std::lock_guard lock(mutex_);
+    std::vector<std::uint8_t> out;
+    if (faults_[index_of(Fault::hangup)]) {
+        give_up();
+    } else {
+        settle(now, out);
+    }
+    return out;
+}
+
+std::optional<Reader::Clock::time_point> Reader::next_due() const {
+    const std::lock_guard lock(mutex_);
+    if (!pending_) return std::nullopt;
+    return pending_->due;
+}
+
+void Reader::settle(Clock::time_point now, std::vector<std::uint8_t>& out) {
+    if (!pending_) return;
+    Answer answer = pending_->model->settle(now);
+    if (answer.pending) {
+        pending_->due = *answer.pending;
+        return;
+    }
+    pending_.reset();
+    emit(Reply{answer.status, std::move(answer.data), std::nullopt}, out);
+}
+
+void Reader::give_up() {
+    if (!pending_) return;
+    pending_->model->abandon();
+    pending_.reset();
+    ++stats_.replies_given_up;
+}
+
+std::optional<Reader::Reply> Reader::answer(std::span<const std::uint8_t> command, Clock::time_point now) {
     for (auto it = replies_.begin(); it != replies_.end(); ++it) {
         if (!starts_with(command, it->command)) continue;
         Reply reply{it->status, it->data, it->raw};
@@ -68,8 +106,15 @@ Reader::Reply Reader::answer(std::span<const std::uint8_t> command) {
         const std::string& text = command[2] == 0 ? deck_.reader_version : deck_.contactless_version;
         return Reply{0, std::vector<std::uint8_t>(text.begin(), text.end()), std::nullopt};
     }
-    for (Model& model : deck_.models.all())
-        if (auto answer = model.answer(command)) return Reply{answer->status, std::move(answer->data), std::nullopt};
+    for (Model& model : deck_.models.all()) {
+        auto answer = model.answer_at(command, now);
+        if (!answer) continue;
+        if (answer->pending) {
+            pending_ = Pending{&model, *answer->pending};
+            return std::nullopt;
+        }
+        return Reply{answer->status, std::move(answer->data), std::nullopt};
+    }
     ++stats_.unknown_commands;
     return Reply{deck_.unknown_command_status, {}, std::nullopt};
 }

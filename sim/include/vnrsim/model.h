@@ -16,6 +16,16 @@
 //   - may find its siblings, by type or by name, through sibling(): a reader status model, say, asks
 //     the contact slot model whether a card is inserted.
 //
+// Replies that come later: a model whose device waits for a person (a stripe head for a swipe, a PIN
+// pad for a PIN) answers a command "pending" (Answer::pending) instead of with its reply. The reader
+// then holds the command open: whenever it is polled (Reader::poll, which the transports call as they
+// look at the line, and at the pending time at the latest) it asks the model to settle() the reply,
+// until the model gives it, when the awaited event came (a control line, a deck script's time) or the
+// wait ran out (its time-out status). The reply then goes out as any other, faults and pacing
+// included. A command that reaches the reader meanwhile, or a hangup, makes the reader give the pending
+// reply up: it calls abandon() and sends nothing for it. Times are the reader's: those of the
+// transport's clock, which a test may drive; a model never reads a clock of its own.
+//
 // Locking: a model has no lock of its own and needs none. Every call into a model that a Reader holds
 // (answer, control, clear_failures, failures, and what a test calls through Reader::model) is made with
 // the Reader's one mutex held; so a model never calls its Reader, only itself and its siblings. A
@@ -36,6 +46,7 @@
 // Tests reach it as reader.model<XModule>()->... (vnrsim/reader.h) or deck.models.get<XModule>().
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -52,10 +63,26 @@
 
 namespace vnrsim {
 
-// A model's reply to a command: the frame's status S1S2 and the reply data behind it.
+// The simulator's time: the steady clock, or a test's driven stand-in for it, as the transport says.
+using Clock = std::chrono::steady_clock;
+
+// A model's reply to a command: the frame's status S1S2 and the reply data behind it; or, with
+// `pending` set, no reply yet (status and data are then not looked at).
 struct Answer {
+    Answer() = default;
+    Answer(std::uint16_t status, std::vector<std::uint8_t> data = {}) : status(status), data(std::move(data)) {}
+    // A pending answer, to be asked again by `due`.
+    static Answer later(Clock::time_point due) {
+        Answer answer;
+        answer.pending = due;
+        return answer;
+    }
+
     std::uint16_t status = 0;
     std::vector<std::uint8_t> data;
+    // Set: the reply is pending, and the reader asks settle() again at this time at the latest (the
+    // model's next own event: the end of its wait, or a scripted event before it).
+    std::optional<Clock::time_point> pending;
 };
 
 // One control command of a model, for the help.
@@ -95,6 +122,22 @@ public:
     // The answer to `command`, the payload of a good command frame (two command bytes and their
     // fields), or nullopt when the command is not this model's, which passes it on to the next model.
     virtual std::optional<Answer> answer(std::span<const std::uint8_t> command) = 0;
+
+    // As answer(), for a command received at `now`; the reader calls this one. A model whose replies
+    // can come later overrides it and may answer Answer::later(due); the default gives answer(command),
+    // a reply at once.
+    virtual std::optional<Answer> answer_at(std::span<const std::uint8_t> command, Clock::time_point now) {
+        return answer(command);
+    }
+
+    // The reply that this model left pending, asked at `now`: the reply when the awaited event has come
+    // or the wait has run out by `now`, else Answer::later(due) again. Called only while a reply of this
+    // model is pending; the default, for a model that never leaves one, throws std::logic_error.
+    virtual Answer settle(Clock::time_point now);
+
+    // The reader gives up the reply this model left pending (another command came in, or the line went
+    // dead): the model forgets the wait, as its device gives up waiting when the host moves on.
+    virtual void abandon() {}
 
     // Carries out a control line whose word(0) is name() and returns its answer: "ok ..." with what there
     // is to say. Throws Refusal (or any std::exception) for a line it refuses; the text becomes the

@@ -9,6 +9,17 @@
 // answered with status 0 and the version text as data, the deck's models (vnrsim/model.h) in their
 // order, and last the unknown-command status.
 //
+// Replies that come later: a model may leave a command's reply pending (vnrsim/model.h), as a stripe
+// head waiting for a swipe does. The reader then sends nothing for that command until the reply is
+// settled: poll() asks the model each time it is called, and hands back the reply's bytes (framed, with
+// the faults that stand, as any reply) once the model gives it; next_due() tells when poll() must be
+// called at the latest, for a wait that runs out or a scripted event. A transport polls whenever it
+// looks at the line and at next_due(): the pty server at least every 10 ms, the HID reader at every
+// report the host sets or asks for. Times are those the transport passes: the steady clock, or a
+// test's driven clock. One reply is pending at most; a command frame (good or broken) that arrives
+// while one is pending, or a hangup, gives it up: the model is told (Model::abandon) and no frame goes
+// out for it.
+//
 // Broken command frames: a frame with a wrong check byte or end byte, or one declaring more than
 // kMaxCommandPayload bytes, is answered with kBadFrameStatus and no data. A frame left incomplete for
 // longer than kFrameGap is dropped when the next byte comes.
@@ -71,6 +82,7 @@ struct Stats {
     std::uint64_t bad_frames = 0;        // of those, broken ones (answered with kBadFrameStatus)
     std::uint64_t unknown_commands = 0;  // good frames answered with the unknown-command status
     std::uint64_t frames_sent = 0;       // reply frames put out, whole or cut
+    std::uint64_t replies_given_up = 0;  // pending replies given up for a new command or a hangup
     std::uint64_t replies_silenced = 0;  // replies held back by the silence fault
     std::uint64_t bytes_skipped = 0;     // received bytes outside any frame, dropped frames included
 };
@@ -105,6 +117,15 @@ public:
     std::vector<std::uint8_t> receive(std::span<const std::uint8_t> bytes, Clock::time_point now);
     // As above, received now.
     std::vector<std::uint8_t> receive(std::span<const std::uint8_t> bytes);
+
+    // The bytes of a pending reply that is settled at `now` (its event came or its wait ran out),
+    // framed and faulted as any reply; empty while it is still pending, when none is, and under hangup
+    // (which gives a pending reply up). receive() settles it first too, so that it goes out ahead of
+    // the reply to a later command.
+    std::vector<std::uint8_t> poll(Clock::time_point now);
+    // When poll() must be called at the latest: the pending reply's next event or the end of its wait;
+    // nullopt while no reply is pending.
+    std::optional<Clock::time_point> next_due() const;
 
     // Injects a fault. `bytes` is the noise length (required for noise) or the cut point (optional for
     // cut); it is ignored for the others. Injecting a fault again replaces it. Throws
@@ -167,7 +188,15 @@ private:
         std::vector<std::uint8_t> data;
         std::optional<std::vector<std::uint8_t>> raw;
     };
-    Reply answer(std::span<const std::uint8_t> command);
+    // A model's reply left pending, and when to ask it again at the latest.
+    struct Pending {
+        Model* model;
+        Clock::time_point due;
+    };
+    // The reply to `command`, or nullopt when a model left it pending (pending_ then holds it).
+    std::optional<Reply> answer(std::span<const std::uint8_t> command, Clock::time_point now);
+    void settle(Clock::time_point now, std::vector<std::uint8_t>& out);
+    void give_up();
     std::optional<StandingFault> consume(Fault fault);
     void emit(const Reply& reply, std::vector<std::uint8_t>& out);
 
@@ -177,6 +206,7 @@ private:
     std::array<std::optional<StandingFault>, 6> faults_;
     FrameDecoder decoder_;
     std::optional<Clock::time_point> last_byte_;
+    std::optional<Pending> pending_;
     std::deque<std::vector<std::uint8_t>> commands_;
     std::deque<std::uint8_t> raw_;
     Stats stats_;

@@ -67,7 +67,7 @@ TEST(IdCardModel, CommandsWithAndWithoutACardAndAnInjectedTriple) {
             << module_command;
     EXPECT_EQ(ask(reader, "32 52").first, vnrsim::kNoIdCardStatus);
     EXPECT_EQ(ask(reader, "32 51").second, vnrsim::parse_hex("A1 A2 A3")) << "the module is there without a card";
-    for (const char* unknown : {"D0 08", "D0 01 00", "32 53"})
+    for (const char* unknown : {"D0 08", "D0 01 00", "32 54"})
         EXPECT_EQ(ask(reader, unknown).first, vnrsim::kUnknownCommandStatus) << unknown;
 
     reader.model<IdCardModule>()->fail({0x00, 0x00, 0x41}, vnrsim::Times::count(2));
