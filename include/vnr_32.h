@@ -398,13 +398,14 @@ VNR_API int16_t VNR_CALL NFC_P2P(int32_t icdev, uint8_t type, uint16_t len, cons
 /* ---- DES and triple DES: no reader; each block of 8 bytes by itself (ECB, no chaining) ----------
  * Keys are bytes: 8 for DES, the low bit of each (its parity bit) ignored; 16 for two-key triple DES,
  * K1 then K2, enciphering E(K1) D(K2) E(K1) and deciphering D(K1) E(K2) D(K1). A short last block is
- * filled with zero bytes. No argument is checked but the length; the caller's buffers must be large
+ * filled with zero bytes. Keys, messages and work blocks are wiped from the library's own memory after
+ * use. Beyond the length, only a missing (null) buffer is refused; the caller's buffers must be large
  * enough. */
 
 /* Enciphers (des_encrypt) or deciphers (des_decrypt) `msgLen` bytes of `src`, 1 to 16, under an 8-byte
  * key: one block up to 8 bytes, two from 9. Exactly `msgLen` bytes go to `dst`, so only whole messages
  * of 8 or 16 bytes can be deciphered again. Returns 0, or VNR_E_BAD_ARGUMENT for a `msgLen` of 0 or
- * above 16, with `dst` untouched. */
+ * above 16 or a null buffer, with `dst` untouched. */
 VNR_API int16_t VNR_CALL des_encrypt(const uint8_t* key, const uint8_t* src, uint8_t msgLen, uint8_t* dst);
 VNR_API int16_t VNR_CALL des_decrypt(const uint8_t* key, const uint8_t* src, uint8_t msgLen, uint8_t* dst);
 
@@ -415,7 +416,8 @@ VNR_API int16_t VNR_CALL des3_decrypt(const uint8_t* key, const uint8_t* src, ui
 
 /* Enciphers (rf_encrypt) or deciphers (rf_decrypt) `msgLen` bytes of `src`, 0 to 65535, under an 8-byte
  * key, block by block. Every block goes to `dst`, which takes `msgLen` rounded up to a multiple of 8
- * bytes (nothing for 0); `src` and `dst` may be the same buffer. Always returns 0. */
+ * bytes (nothing for 0); `src` and `dst` may be the same buffer. Returns 0, or VNR_E_BAD_ARGUMENT for
+ * a null buffer with a `msgLen` above 0. */
 VNR_API int16_t VNR_CALL rf_encrypt(const uint8_t* key, const uint8_t* src, uint16_t msgLen, uint8_t* dst);
 VNR_API int16_t VNR_CALL rf_decrypt(const uint8_t* key, const uint8_t* src, uint16_t msgLen, uint8_t* dst);
 

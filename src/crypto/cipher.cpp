@@ -2,8 +2,7 @@
 // exports. The cipher itself is crypto/des.cpp; here are the message rules, the lock and the log.
 #include "crypto/cipher.h"
 
-#include "core/library_lock.h"
-#include "core/log.h"
+#include "core/call.h"
 #include "core/wipe.h"
 #include "crypto/des.h"
 #include "vnr_32.h"
@@ -43,30 +42,27 @@ constexpr ShortLines kDes3Decrypt{"-----des3_decrypt()----- ", "==>des3_decrypt(
 template <typename Schedule, std::size_t KeySize>
 std::int16_t short_message(const ShortLines& lines, Direction direction, const std::uint8_t* key,
                            const std::uint8_t* src, std::uint8_t length, std::uint8_t* dst) noexcept {
-    const bool fits = length >= 1 && length <= kShortMessageRoom;
-    {
-        const core::LibraryGuard guard;
-        log::text(lines.entry);
-        if (fits) {
-            std::array<std::uint8_t, kShortMessageRoom> work{};
-            std::memcpy(work.data(), src, length);
-            const std::size_t blocks = length > des::kBlockSize ? 2 : 1;
-            const Schedule schedule(std::span<const std::uint8_t, KeySize>(key, KeySize));
-            schedule.crypt_ecb(direction, std::span(work).first(blocks * des::kBlockSize), work);
-            std::memcpy(dst, work.data(), length);
-            core::secure_wipe(work);
-        }
-    }
-    log::text(fits ? lines.success : lines.refusal);
-    return fits ? VNR_OK : VNR_E_BAD_ARGUMENT;
+    core::Call call(lines.entry);
+    // A missing buffer is refused as a length that does not fit would be: nothing is written.
+    if (length < 1 || length > kShortMessageRoom || key == nullptr || src == nullptr || dst == nullptr)
+        return call.finish_text(VNR_E_BAD_ARGUMENT, lines.refusal);
+    std::array<std::uint8_t, kShortMessageRoom> work{};
+    const core::WipeOnExit wipe(work);
+    std::memcpy(work.data(), src, length);
+    const std::size_t blocks = length > des::kBlockSize ? 2 : 1;
+    const Schedule schedule(std::span<const std::uint8_t, KeySize>(key, KeySize));
+    schedule.crypt_ecb(direction, std::span(work).first(blocks * des::kBlockSize), work);
+    std::memcpy(dst, work.data(), length);
+    return call.finish_text(VNR_OK, lines.success);
 }
 
 // An rf_* call: every block of the message under one key schedule, a short last block filled with
 // zero bytes. The short tail is taken first, so that `src` and `dst` may overlap as they please.
 std::int16_t whole_blocks(Direction direction, const std::uint8_t* key, const std::uint8_t* src,
                           std::uint16_t length, std::uint8_t* dst) noexcept {
-    const core::LibraryGuard guard;
+    const core::Call call(nullptr);
     if (length == 0) return VNR_OK;
+    if (key == nullptr || src == nullptr || dst == nullptr) return VNR_E_BAD_ARGUMENT;
     const std::size_t whole = length / des::kBlockSize * des::kBlockSize;
     std::array<std::uint8_t, des::kBlockSize> last{};
     std::memcpy(last.data(), src + whole, length - whole);
