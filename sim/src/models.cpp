@@ -2,6 +2,7 @@
 // them (see vnrsim/model.h). A model is added with its folder under sim/models/ and one line here.
 #include "vnrsim/model.h"
 
+#include "models/contact/contact_model.h"
 #include "models/idcard/idcard_module.h"
 
 namespace vnrsim {
@@ -9,6 +10,8 @@ namespace vnrsim {
 std::span<const ModelEntry> registered_models() {
     static constexpr ModelEntry kModels[] = {
         model_entry<IdCardModule>(),
+        model_entry<ContactModel>(),
+        model_entry<ContactlessModel>(),
     };
     return kModels;
 }
