@@ -3,6 +3,7 @@
 #include "vnrsim/model.h"
 
 #include "models/contact/contact_model.h"
+#include "models/contactless/contactless_model.h"
 #include "models/idcard/idcard_module.h"
 
 namespace vnrsim {
