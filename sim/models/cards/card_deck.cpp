@@ -185,7 +185,8 @@ CpuCardSetup cpu_card_of(const Json& card, const std::string& where) {
             expect_object(item, at);
             check_keys(item, at, {"apdu", "answer", "times", "comment"});
             if (!item.contains("apdu") || !item.contains("answer")) fail(at, "give \"apdu\" and \"answer\"");
-            CpuCannedAnswer canned{hex_of(item["apdu"], at + ".apdu"), card_bytes_of(item["answer"], at + ".answer"), {}};
+            CpuCannedAnswer canned{
+                hex_of(item["apdu"], at + ".apdu"), card_bytes_of(item["answer"], at + ".answer"), {}};
             if (canned.prefix.empty()) fail(at + ".apdu", "give at least one byte");
             if (canned.answer.size() < 2) fail(at + ".answer", "an answer ends with SW1 SW2");
             if (item.contains("times"))
@@ -212,8 +213,10 @@ std::vector<Addressed> addressed_of(const Json& object, const std::string& where
         std::size_t address = 0;
         bool good = !digits.empty() && digits.size() <= 8;
         for (const char c : digits) {
-            const int v = c >= '0' && c <= '9' ? c - '0' : hex && c >= 'a' && c <= 'f' ? c - 'a' + 10
-                                                          : hex && c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
+            const int v = c >= '0' && c <= '9'          ? c - '0'
+                          : hex && c >= 'a' && c <= 'f' ? c - 'a' + 10
+                          : hex && c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                                        : -1;
             good = good && v >= 0;
             address = address * (hex ? 16 : 10) + static_cast<std::size_t>(std::max(v, 0));
         }
@@ -236,8 +239,8 @@ void place_bytes(const Json& object, const std::string& where, CardBytes& memory
 
 void check_card_name(const std::string& name, const std::string& where) {
     const bool good = !name.empty() && name.size() <= 32 && std::all_of(name.begin(), name.end(), [](char c) {
-        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
-               c == '_' || c == '.';
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == '_' ||
+               c == '.';
     });
     if (!good) fail(where, "a card's name is 1 to 32 letters, digits, \"-\", \"_\" or \".\"");
 }

@@ -56,10 +56,10 @@ using CardBytes = std::vector<std::uint8_t>;
 
 // Status words of the CPU card.
 constexpr std::uint16_t kSwOk = 0x9000;
-constexpr std::uint16_t kSwEndReached = 0x6282;     // fewer bytes than Le: the end of the file or record
+constexpr std::uint16_t kSwEndReached = 0x6282;  // fewer bytes than Le: the end of the file or record
 constexpr std::uint16_t kSwWrongLength = 0x6700;
-constexpr std::uint16_t kSwWrongStructure = 0x6981; // the command does not fit the file's structure
-constexpr std::uint16_t kSwNotSatisfied = 0x6985;   // conditions of use not satisfied
+constexpr std::uint16_t kSwWrongStructure = 0x6981;  // the command does not fit the file's structure
+constexpr std::uint16_t kSwNotSatisfied = 0x6985;    // conditions of use not satisfied
 constexpr std::uint16_t kSwNoCurrentEf = 0x6986;
 constexpr std::uint16_t kSwWrongData = 0x6A80;
 constexpr std::uint16_t kSwFileNotFound = 0x6A82;
@@ -99,8 +99,8 @@ struct CpuCannedAnswer {
 
 // A CPU card as a deck describes it.
 struct CpuCardSetup {
-    CpuDf master;                       // the master file
-    std::vector<CpuDf> applications;    // the DFs below it, in the order SELECT by name tries them
+    CpuDf master;                     // the master file
+    std::vector<CpuDf> applications;  // the DFs below it, in the order SELECT by name tries them
     std::vector<CpuCannedAnswer> answers;
     bool answers_by_61 = false;
     std::size_t response_chunk = kMaxShortAnswer;  // 1 to 256: the most one GET RESPONSE delivers
@@ -140,11 +140,11 @@ private:
     const CpuFile* file_by_sfi(std::uint8_t sfi);
 
     CpuCardSetup setup_;
-    std::optional<std::size_t> df_;  // the current application; none: the master file
-    std::optional<std::size_t> ef_;  // the current EF among the current DF's files
-    std::optional<CardBytes> held_;  // data held back by 61xx
-    std::size_t held_at_ = 0;        // how much of it went out
-    std::uint16_t held_sw_ = kSwOk;  // the status word that comes with its last part
+    std::optional<std::size_t> df_;      // the current application; none: the master file
+    std::optional<std::size_t> ef_;      // the current EF among the current DF's files
+    std::optional<CardBytes> held_;      // data held back by 61xx
+    std::size_t held_at_ = 0;            // how much of it went out
+    std::uint16_t held_sw_ = kSwOk;      // the status word that comes with its last part
     std::uint32_t random_ = 0x2545F491;  // the challenge generator's state
 };
 

@@ -29,8 +29,8 @@ public:
 
 private:
     [[noreturn]] void fail(const std::string& what) const {
-        throw std::invalid_argument(what + " at character " + std::to_string(at_ + 1) + " of \"" +
-                                    std::string(text_) + "\"");
+        throw std::invalid_argument(what + " at character " + std::to_string(at_ + 1) + " of \"" + std::string(text_) +
+                                    "\"");
     }
 
     // Items up to the end of the text or a ")", which is left for the caller.

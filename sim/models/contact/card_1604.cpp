@@ -9,8 +9,8 @@ namespace vnrsim {
 namespace {
 
 constexpr std::size_t kNoCounter = 0;  // codes 2 to 4 have no counter byte in the map
-constexpr std::array<std::size_t, k1604Codes> kCounterAddress{12, 23, kNoCounter, kNoCounter, kNoCounter,
-                                                              26, 1226, 1487, 1748};
+constexpr std::array<std::size_t, k1604Codes> kCounterAddress{12, 23,   kNoCounter, kNoCounter, kNoCounter,
+                                                              26, 1226, 1487,       1748};
 constexpr std::array<std::size_t, 5> kZoneStart{0, 21, 1222, 1483, 1744};
 constexpr std::size_t kTestStart = 2005;
 
@@ -99,10 +99,10 @@ Answer Card1604::read(std::size_t address, std::size_t length) const {
     CardBytes out;
     for (std::size_t at = address; at < address + length; ++at) {
         const Place place = place_of(at);
-        const bool hidden = (place.kind == Place::code && (personalised() || !presented_[0])) ||
-                            (place.kind == Place::protected_bytes && personalised() && !presented_[0]) ||
-                            (place.kind == Place::data && setup_.read_protected[place.number] &&
-                             !presented_[place.number]);
+        const bool hidden =
+            (place.kind == Place::code && (personalised() || !presented_[0])) ||
+            (place.kind == Place::protected_bytes && personalised() && !presented_[0]) ||
+            (place.kind == Place::data && setup_.read_protected[place.number] && !presented_[place.number]);
         out.push_back(hidden ? 0xFF : setup_.memory[at]);
     }
     return {0, out};

@@ -58,9 +58,9 @@ constexpr std::array<std::size_t, k1604Codes> k1604CodeAddress{10, 21, 1222, 148
 
 struct Card1604Setup {
     CardBytes atr{0x16, 0x04, 0x10, 0x91};  // what identify answers
-    CardBytes memory = default_memory();  // k1604Size bytes, codes included; counters are written from
-                                          // the attempts
-    std::uint8_t attempts = 4;            // attempts of every code, 1 to 8
+    CardBytes memory = default_memory();    // k1604Size bytes, codes included; counters are written from
+                                            // the attempts
+    std::uint8_t attempts = 4;              // attempts of every code, 1 to 8
     bool personalised = false;
     std::array<bool, 5> read_protected{};  // zones 1 to 4 (index 1 to 4) read only with their code
 

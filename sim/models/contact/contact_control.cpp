@@ -66,10 +66,12 @@ constexpr CommandHelp kCommands[] = {
     {"contact", "each slot with its card, powered or not, and the cards out of the reader"},
     {"contact insert SLOT CARD", "puts the deck's card CARD, not powered, into the empty slot SLOT"},
     {"contact remove SLOT", "takes the card out of SLOT"},
-    {"contact poweroff SLOT", "the reader cuts the card's power, as a power failure would: its session ends, "
-                              "and an APDU gets 1003 until the next reset"},
-    {"contact pull SLOT", "the card is pulled out during the next APDU to SLOT: no answer from it (1005), "
-                          "and the slot is empty"},
+    {"contact poweroff SLOT",
+     "the reader cuts the card's power, as a power failure would: its session ends, "
+     "and an APDU gets 1003 until the next reset"},
+    {"contact pull SLOT",
+     "the card is pulled out during the next APDU to SLOT: no answer from it (1005), "
+     "and the slot is empty"},
     {"clear contact", "drops a pull that has not happened yet (\"clear\" does so too)"},
 };
 
@@ -79,8 +81,8 @@ const ModelHelp& ContactModel::help() const {
     static const std::string keys = std::string(kDeckKeys) + std::string(kCpuCardHelp);
     static const std::string example =
         std::string(kDeckExampleHead) + indent_lines(kCpuCardExample, 4) + std::string(kDeckExampleTail);
-    static const ModelHelp help{"contact", "the contact card slot, the SAM slots and their cards", kAbout,
-                                example, keys, kCommands};
+    static const ModelHelp help{
+        "contact", "the contact card slot, the SAM slots and their cards", kAbout, example, keys, kCommands};
     return help;
 }
 

@@ -37,7 +37,8 @@ MemoryCard memory_card(const Json& value, const std::string& where) {
     MemoryCardSetup setup = factory_memory_card(type, size_code);
     if (value.contains("atr")) {
         setup.atr = hex_of(value["atr"], where + ".atr");
-        if (setup.atr.size() < 3 || setup.atr.size() > 33) fail(where + ".atr", "identify answers 3 to 33 bytes of ATR");
+        if (setup.atr.size() < 3 || setup.atr.size() > 33)
+            fail(where + ".atr", "identify answers 3 to 33 bytes of ATR");
     }
     if (value.contains("memory")) place_bytes(value["memory"], where + ".memory", setup.memory, 1);
     if (value.contains("password")) {
@@ -57,18 +58,21 @@ MemoryCard memory_card(const Json& value, const std::string& where) {
 }
 
 Card1604 card_1604(const Json& value, const std::string& where) {
-    check_keys(value, where, {"kind", "atr", "memory", "codes", "attempts", "personalised", "read_protected", "comment"});
+    check_keys(value, where,
+               {"kind", "atr", "memory", "codes", "attempts", "personalised", "read_protected", "comment"});
     Card1604Setup setup;
     if (value.contains("atr")) {
         setup.atr = hex_of(value["atr"], where + ".atr");
-        if (setup.atr.size() < 3 || setup.atr.size() > 33) fail(where + ".atr", "identify answers 3 to 33 bytes of ATR");
+        if (setup.atr.size() < 3 || setup.atr.size() > 33)
+            fail(where + ".atr", "identify answers 3 to 33 bytes of ATR");
     }
     if (value.contains("memory")) place_bytes(value["memory"], where + ".memory", setup.memory, 1);
     if (value.contains("codes")) {
         for (const auto& [number, at, code] : addressed_of(value["codes"], where + ".codes", k1604Codes)) {
             const CardBytes bytes = hex_of(*code, at);
             if (bytes.size() != 2) fail(at, "a code is two bytes");
-            std::copy(bytes.begin(), bytes.end(), setup.memory.begin() + static_cast<std::ptrdiff_t>(k1604CodeAddress[number]));
+            std::copy(bytes.begin(), bytes.end(),
+                      setup.memory.begin() + static_cast<std::ptrdiff_t>(k1604CodeAddress[number]));
         }
     }
     if (value.contains("attempts"))
@@ -91,7 +95,8 @@ void ContactModel::load(const Json& value, const std::filesystem::path&) {
     check_keys(value, where, {"sam_slots", "slots", "cards", "comment"});
     ContactModel loaded;
     if (value.contains("sam_slots"))
-        loaded.sam_slots_ = static_cast<std::uint8_t>(count_of(value["sam_slots"], where + ".sam_slots", 0, kContactSlots - 1));
+        loaded.sam_slots_ =
+            static_cast<std::uint8_t>(count_of(value["sam_slots"], where + ".sam_slots", 0, kContactSlots - 1));
     if (value.contains("cards")) {
         const Json& cards = value["cards"];
         expect_object(cards, where + ".cards");

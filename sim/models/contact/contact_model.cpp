@@ -9,9 +9,9 @@ namespace vnrsim {
 namespace {
 
 constexpr std::uint8_t kGroup = 0x32, kGroup1604 = 0x33;
-constexpr std::uint8_t kState = 0x21, kReset = 0x22, kPowerDown = 0x23, kApdu = 0x26, kResetBaud = 0x27,
-                       kErase = 0x30, kSetType = 0x31, kIdentify = 0x32, kPasswordInit = 0x33,
-                       kPasswordCheck = 0x34, kRead = 0x35, kWrite = 0x36, kFuse = 0x96, kPersonalise = 0x39;
+constexpr std::uint8_t kState = 0x21, kReset = 0x22, kPowerDown = 0x23, kApdu = 0x26, kResetBaud = 0x27, kErase = 0x30,
+                       kSetType = 0x31, kIdentify = 0x32, kPasswordInit = 0x33, kPasswordCheck = 0x34, kRead = 0x35,
+                       kWrite = 0x36, kFuse = 0x96, kPersonalise = 0x39;
 constexpr std::uint8_t kFieldCard = 0xFF;  // the APDU's slot that names the contactless CPU card
 constexpr std::uint8_t kTypes[] = {1, 3, 4, 5, 8, 10};
 constexpr std::uint8_t kType1604 = 8;
@@ -38,8 +38,10 @@ bool ContactModel::card_present(std::uint8_t slot) const {
 }
 
 void ContactModel::insert(std::uint8_t slot, const std::string& name) {
-    if (slot >= kContactSlots || !slot_exists(slot)) throw std::invalid_argument("the reader has no slot " + std::to_string(slot));
-    if (slots_[slot].card) throw std::invalid_argument("slot " + std::to_string(slot) + " holds " + cards_[*slots_[slot].card].name);
+    if (slot >= kContactSlots || !slot_exists(slot))
+        throw std::invalid_argument("the reader has no slot " + std::to_string(slot));
+    if (slots_[slot].card)
+        throw std::invalid_argument("slot " + std::to_string(slot) + " holds " + cards_[*slots_[slot].card].name);
     const ContactCard* found = card(name);
     if (!found) throw std::invalid_argument("the deck has no contact card named " + name);
     const std::size_t index = static_cast<std::size_t>(found - cards_.data());
@@ -57,13 +59,15 @@ void ContactModel::remove(std::uint8_t slot) {
 void ContactModel::power_off(std::uint8_t slot) {
     if (!card_present(slot)) return;
     slots_[slot].powered = false;
-    std::visit([](auto& card) {
-        if constexpr (std::is_same_v<std::decay_t<decltype(card)>, ContactCpuCard>) {
-            card.cpu.reset();
-        } else {
-            card.power_off();
-        }
-    }, cards_[*slots_[slot].card].card);
+    std::visit(
+        [](auto& card) {
+            if constexpr (std::is_same_v<std::decay_t<decltype(card)>, ContactCpuCard>) {
+                card.cpu.reset();
+            } else {
+                card.power_off();
+            }
+        },
+        cards_[*slots_[slot].card].card);
 }
 
 void ContactModel::pull_during_apdu(std::uint8_t slot) {
@@ -170,7 +174,8 @@ Answer ContactModel::memory_command(std::span<const std::uint8_t> command) {
         if (size != 4 || std::find(std::begin(kTypes), std::end(kTypes), command[3]) == std::end(kTypes))
             return status(kBadFields);
         const auto* memory = std::get_if<MemoryCard>(&card);
-        const bool same = memory ? memory->type() == command[3] : std::holds_alternative<Card1604>(card) && command[3] == kType1604;
+        const bool same =
+            memory ? memory->type() == command[3] : std::holds_alternative<Card1604>(card) && command[3] == kType1604;
         return status(same ? 0 : kWrongCardKind);
     }
     if (operation == kIdentify) {
@@ -195,7 +200,8 @@ Answer ContactModel::memory_command(std::span<const std::uint8_t> command) {
 
     if (auto* memory = std::get_if<MemoryCard>(&card)) {
         // 32 33 and 32 34: SLOT LEN PASSWORD.
-        if ((operation != kPasswordInit && operation != kPasswordCheck) || command[0] != kGroup) return status(kWrongCardKind);
+        if ((operation != kPasswordInit && operation != kPasswordCheck) || command[0] != kGroup)
+            return status(kWrongCardKind);
         if (size < 4 || size != 4u + command[3]) return status(kBadFields);
         const auto password = command.subspan(4);
         return operation == kPasswordInit ? memory->change_password(password) : memory->present(password);

@@ -39,8 +39,8 @@
 
 namespace vnrsim {
 
-constexpr std::uint8_t kContactSlots = 32;     // slot 0 and SAM slots 1 to 31 at most
-constexpr std::uint8_t kDefaultSamSlots = 4;   // SAM slots of a reader whose deck does not say
+constexpr std::uint8_t kContactSlots = 32;    // slot 0 and SAM slots 1 to 31 at most
+constexpr std::uint8_t kDefaultSamSlots = 4;  // SAM slots of a reader whose deck does not say
 
 // A contact CPU card: its ATR and its APDU behaviour.
 struct ContactCpuCard {
@@ -59,7 +59,7 @@ struct ContactCard {
 struct ContactSlot {
     std::optional<std::size_t> card;  // the card in it, an index into cards()
     bool powered = false;
-    bool pull = false;                // the next APDU finds the card pulled out
+    bool pull = false;  // the next APDU finds the card pulled out
 };
 
 class ContactModel : public Model {

@@ -24,12 +24,12 @@
 namespace vnrsim {
 
 struct MemoryCardSetup {
-    std::uint8_t type = 4;        // 1, 3, 4, 5 or 10
-    std::uint8_t size_code = 0;   // types 1, 5, 10: the memory is 128 << size_code bytes
-    CardBytes atr;                // types 3, 4: what identify answers
-    CardBytes memory;             // the card's memory; its size is the card's
-    CardBytes password;           // empty: the card has none
-    std::uint8_t attempts = 0;    // presentations a card with a password allows, 1 to 8
+    std::uint8_t type = 4;       // 1, 3, 4, 5 or 10
+    std::uint8_t size_code = 0;  // types 1, 5, 10: the memory is 128 << size_code bytes
+    CardBytes atr;               // types 3, 4: what identify answers
+    CardBytes memory;            // the card's memory; its size is the card's
+    CardBytes password;          // empty: the card has none
+    std::uint8_t attempts = 0;   // presentations a card with a password allows, 1 to 8
 };
 
 // The setup of a factory card of `type` (size code `size_code` for types 1, 5, 10): memory all FF,

@@ -66,12 +66,14 @@ constexpr std::string_view kDeckKeys =
     "them. Addresses are decimal, or hex after 0x. ";
 
 constexpr CommandHelp kCommands[] = {
-    {"contactless", "the field on or off, the cards in it in their order (the active one marked), the cards "
-                    "out of it"},
+    {"contactless",
+     "the field on or off, the cards in it in their order (the active one marked), the cards "
+     "out of it"},
     {"contactless put CARD", "puts the deck's card CARD into the field, behind the cards there"},
     {"contactless take CARD", "takes CARD out of the field"},
-    {"contactless pull", "the active card leaves the field during the next command to it: no answer from it "
-                         "(2006)"},
+    {"contactless pull",
+     "the active card leaves the field during the next command to it: no answer from it "
+     "(2006)"},
     {"clear contactless", "drops a pull that has not happened yet (\"clear\" does so too)"},
 };
 
@@ -79,8 +81,8 @@ constexpr CommandHelp kCommands[] = {
 
 const ModelHelp& ContactlessModel::help() const {
     static const std::string keys = std::string(kDeckKeys) + std::string(kCpuCardHelp);
-    static const ModelHelp help{"contactless", "the RF field and the cards and tags in it", kAbout, kDeckExample,
-                                keys, kCommands};
+    static const ModelHelp help{"contactless", "the RF field and the cards and tags in it", kAbout, kDeckExample, keys,
+                                kCommands};
     return help;
 }
 

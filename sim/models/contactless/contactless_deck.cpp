@@ -38,7 +38,8 @@ RfCpuCard cpu_card(const Json& value, const std::string& where) {
         card.ats = {0x00, 0x00, 0x00, 0x00, 0x00, 0x81, 0x81};  // application data and protocol info
     }
     if (value.contains("uid")) {
-        card.uid = card.type_b ? sized_hex(value["uid"], where + ".uid", {4}) : sized_hex(value["uid"], where + ".uid", {4, 7, 10});
+        card.uid = card.type_b ? sized_hex(value["uid"], where + ".uid", {4})
+                               : sized_hex(value["uid"], where + ".uid", {4, 7, 10});
     }
     if (value.contains("ats")) {
         card.ats = hex_of(value["ats"], where + ".ats");
@@ -57,8 +58,8 @@ std::uint8_t condition_of(const Json& value, const std::string& where) {
 
 MifareCard mifare_card(const Json& value, const std::string& where, bool big) {
     check_keys(value, where, {"kind", "uid", "sak", "blocks", "sectors", "comment"});
-    MifareSetup setup =
-        factory_mifare(big, value.contains("uid") ? sized_hex(value["uid"], where + ".uid", {4, 7}) : kDefaultMifareUid);
+    MifareSetup setup = factory_mifare(
+        big, value.contains("uid") ? sized_hex(value["uid"], where + ".uid", {4, 7}) : kDefaultMifareUid);
     if (value.contains("sak")) setup.sak = static_cast<std::uint8_t>(count_of(value["sak"], where + ".sak", 0, 255));
     if (value.contains("blocks")) {
         for (const auto& [block, at, item] : addressed_of(value["blocks"], where + ".blocks", setup.blocks.size())) {
@@ -68,9 +69,10 @@ MifareCard mifare_card(const Json& value, const std::string& where, bool big) {
                 const Json& v = (*item)["value"];
                 if (!v.is_number_integer() || v.get<std::int64_t>() < INT32_MIN || v.get<std::int64_t>() > INT32_MAX)
                     fail(at + ".value", "expected a whole number from -2147483648 to 2147483647");
-                const auto address = item->contains("address")
-                                         ? static_cast<std::uint8_t>(count_of((*item)["address"], at + ".address", 0, 255))
-                                         : static_cast<std::uint8_t>(block);
+                const auto address =
+                    item->contains("address")
+                        ? static_cast<std::uint8_t>(count_of((*item)["address"], at + ".address", 0, 255))
+                        : static_cast<std::uint8_t>(block);
                 setup.blocks[block] = mifare_value_block(static_cast<std::int32_t>(v.get<std::int64_t>()), address);
             } else {
                 const CardBytes bytes = card_bytes_of(*item, at);
@@ -118,7 +120,8 @@ PageTag page_tag(const Json& value, const std::string& where, TagKind kind) {
     if (kind == TagKind::ultralight_c) keys.insert(keys.end(), {"key", "auth0", "auth1"});
     if (kind == TagKind::ntag215) keys.insert(keys.end(), {"password", "pack", "auth0", "access"});
     check_keys(value, where, keys);
-    PageTagSetup setup = factory_tag(kind, value.contains("uid") ? sized_hex(value["uid"], where + ".uid", {7}) : kDefaultTagUid);
+    PageTagSetup setup =
+        factory_tag(kind, value.contains("uid") ? sized_hex(value["uid"], where + ".uid", {7}) : kDefaultTagUid);
     if (value.contains("pages")) place_bytes(value["pages"], where + ".pages", setup.pages, 4);
     const auto put = [&](const char* key, std::size_t page, std::size_t byte, std::size_t size) {
         if (!value.contains(key)) return;
@@ -149,7 +152,8 @@ void ContactlessModel::load(const Json& value, const std::filesystem::path&) {
     ContactlessModel loaded;
     if (value.contains("field")) {
         const std::string& field = text_of(value["field"], where + ".field");
-        if (field != "on" && field != "off") fail(where + ".field", "expected \"on\" or \"off\", got \"" + field + "\"");
+        if (field != "on" && field != "off")
+            fail(where + ".field", "expected \"on\" or \"off\", got \"" + field + "\"");
         loaded.field_on_ = field == "on";
     }
     if (value.contains("cards")) {
@@ -160,18 +164,21 @@ void ContactlessModel::load(const Json& value, const std::filesystem::path&) {
             check_card_name(item.key(), at);
             const Json& card = item.value();
             expect_object(card, at);
-            if (!card.contains("kind")) fail(at, "\"kind\" is missing: cpu, mifare_1k, mifare_4k, ultralight, ultralight_c or ntag215");
+            if (!card.contains("kind"))
+                fail(at, "\"kind\" is missing: cpu, mifare_1k, mifare_4k, ultralight, ultralight_c or ntag215");
             const std::string& kind = text_of(card["kind"], at + ".kind");
             if (kind == "cpu") {
                 loaded.cards_.push_back({item.key(), cpu_card(card, at)});
             } else if (kind == "mifare_1k" || kind == "mifare_4k") {
                 loaded.cards_.push_back({item.key(), mifare_card(card, at, kind == "mifare_4k")});
             } else if (kind == "ultralight" || kind == "ultralight_c" || kind == "ntag215") {
-                const TagKind tag = kind == "ultralight" ? TagKind::ultralight
-                                    : kind == "ultralight_c" ? TagKind::ultralight_c : TagKind::ntag215;
+                const TagKind tag = kind == "ultralight"     ? TagKind::ultralight
+                                    : kind == "ultralight_c" ? TagKind::ultralight_c
+                                                             : TagKind::ntag215;
                 loaded.cards_.push_back({item.key(), page_tag(card, at, tag)});
             } else {
-                fail(at + ".kind", "expected cpu, mifare_1k, mifare_4k, ultralight, ultralight_c or ntag215, got \"" + kind + "\"");
+                fail(at + ".kind",
+                     "expected cpu, mifare_1k, mifare_4k, ultralight, ultralight_c or ntag215, got \"" + kind + "\"");
             }
         }
     }

@@ -9,10 +9,10 @@ namespace vnrsim {
 namespace {
 
 constexpr std::uint8_t kGroup = 0x32, kTagGroup = 0xC1, kPeerGroup = 0x70;
-constexpr std::uint8_t kOpenCard = 0x24, kHalt = 0x25, kApdu = 0x26, kFieldOn = 0x28, kFieldOff = 0x29,
-                       kRfCard = 0x41, kAuthenticate = 0x42, kRead = 0x43, kWrite = 0x44, kReadValue = 0x45,
-                       kInitValue = 0x46, kIncrement = 0x47, kDecrement = 0x48, kTransfer = 0x49,
-                       kPageWrite = 0x4C, kKeyAuthenticate = 0x4D;
+constexpr std::uint8_t kOpenCard = 0x24, kHalt = 0x25, kApdu = 0x26, kFieldOn = 0x28, kFieldOff = 0x29, kRfCard = 0x41,
+                       kAuthenticate = 0x42, kRead = 0x43, kWrite = 0x44, kReadValue = 0x45, kInitValue = 0x46,
+                       kIncrement = 0x47, kDecrement = 0x48, kTransfer = 0x49, kPageWrite = 0x4C,
+                       kKeyAuthenticate = 0x4D;
 constexpr std::uint8_t kTagWrite = 0x4C, kTagPassword = 0x4F, kTagFastRead = 0x50, kPeerSend = 0x00;
 constexpr std::uint8_t kFieldCard = 0xFF;
 constexpr std::uint8_t kTypeA = 0x0A, kTypeB = 0x0B;
@@ -25,13 +25,35 @@ std::uint32_t be32(std::span<const std::uint8_t> bytes, std::size_t at) {
 }
 
 void end_session(RfCardKind& card) {
-    std::visit([](auto& kind) {
-        if constexpr (std::is_same_v<std::decay_t<decltype(kind)>, RfCpuCard>) {
-            kind.cpu.reset();
-        } else {
-            kind.end_session();
-        }
-    }, card);
+    std::visit(
+        [](auto& kind) {
+            if constexpr (std::is_same_v<std::decay_t<decltype(kind)>, RfCpuCard>) {
+                kind.cpu.reset();
+            } else {
+                kind.end_session();
+            }
+        },
+        card);
+}
+
+// The length that a card command has with its fields; 32 4D's depends on its key length byte.
+std::size_t command_length(std::span<const std::uint8_t> command) {
+    if (command[0] == kTagGroup) return command[1] == kTagWrite ? 7 : command[1] == kTagPassword ? 6 : 4;
+    switch (command[1]) {
+        case kAuthenticate:
+            return 10;
+        case kWrite:
+            return 19;
+        case kInitValue:
+        case kIncrement:
+        case kDecrement:
+        case kPageWrite:
+            return 7;
+        case kKeyAuthenticate:
+            return command.size() >= 3 ? 3u + command[2] : 3;
+        default:
+            return 3;
+    }
 }
 
 }  // namespace
@@ -57,7 +79,8 @@ void ContactlessModel::put(const std::string& name) {
     const RfCard* found = card(name);
     if (!found) throw std::invalid_argument("the deck has no contactless card named " + name);
     const std::size_t index = static_cast<std::size_t>(found - cards_.data());
-    if (std::find(field_.begin(), field_.end(), index) != field_.end()) throw std::invalid_argument(name + " is in the field");
+    if (std::find(field_.begin(), field_.end(), index) != field_.end())
+        throw std::invalid_argument(name + " is in the field");
     cards_[index].halted = false;
     end_session(cards_[index].card);
     field_.push_back(index);
@@ -124,7 +147,8 @@ std::optional<Answer> ContactlessModel::answer(std::span<const std::uint8_t> com
     const std::uint8_t group = command[0], operation = command[1];
     const std::size_t size = command.size();
     if (group == kPeerGroup && operation == kPeerSend) {
-        if (size < 5 || size != 5 + (static_cast<std::size_t>(command[3]) << 8 | command[4])) return status(kRfBadFields);
+        if (size < 5 || size != 5 + (static_cast<std::size_t>(command[3]) << 8 | command[4]))
+            return status(kRfBadFields);
         return status(field_on_ ? 0 : kRfFieldOff);
     }
     if (group == kGroup) {
@@ -179,19 +203,7 @@ Answer ContactlessModel::card_command(std::span<const std::uint8_t> command) {
     const std::uint8_t group = command[0], operation = command[1];
     const std::size_t size = command.size();
     // The fields' lengths first: a malformed command reaches no card.
-    std::size_t wanted = 0;
-    if (group == kTagGroup) {
-        wanted = operation == kTagWrite ? 7 : operation == kTagPassword ? 6 : 4;
-    } else {
-        switch (operation) {
-            case kAuthenticate: wanted = 10; break;
-            case kWrite: wanted = 19; break;
-            case kInitValue: case kIncrement: case kDecrement: case kPageWrite: wanted = 7; break;
-            case kKeyAuthenticate: wanted = size >= 3 ? 3u + command[2] : 3; break;
-            default: wanted = 3; break;
-        }
-    }
-    if (size != wanted) return status(kRfBadFields);
+    if (size != command_length(command)) return status(kRfBadFields);
 
     const bool tag_command = group == kTagGroup || operation == kPageWrite || operation == kKeyAuthenticate;
     if (tag_command || (operation == kRead && active_ && std::holds_alternative<PageTag>(cards_[*active_].card))) {
@@ -199,7 +211,8 @@ Answer ContactlessModel::card_command(std::span<const std::uint8_t> command) {
         if (const auto* refusal = std::get_if<std::uint16_t>(&found)) return status(*refusal);
         PageTag& tag = *std::get<PageTag*>(found);
         // The Ultralight kinds take 32 4C and 32 4D, the NTAG215 its C1 commands.
-        if ((group == kTagGroup) != (tag.kind() == TagKind::ntag215) && operation != kRead) return status(kRfWrongCardKind);
+        if ((group == kTagGroup) != (tag.kind() == TagKind::ntag215) && operation != kRead)
+            return status(kRfWrongCardKind);
         if (group == kTagGroup && operation == kTagPassword) return tag.authenticate_password(command.subspan<2, 4>());
         if (group == kTagGroup && operation == kTagFastRead) return tag.fast_read(command[2], command[3]);
         if (operation == kKeyAuthenticate) return tag.authenticate_key(command.subspan(3));

@@ -48,7 +48,7 @@ namespace vnrsim {
 // A contactless CPU card: its activation data and its APDU behaviour.
 struct RfCpuCard {
     bool type_b = false;
-    CardBytes uid{0x5A, 0x10, 0x20, 0x30};             // type A: 4, 7 or 10 bytes; type B: the 4-byte PUPI
+    CardBytes uid{0x5A, 0x10, 0x20, 0x30};        // type A: 4, 7 or 10 bytes; type B: the 4-byte PUPI
     CardBytes ats{0x05, 0x78, 0x80, 0x70, 0x02};  // type A: the ATS; type B: what the deck gives
     CpuCard cpu;
 };
@@ -101,8 +101,8 @@ private:
     Answer card_command(std::span<const std::uint8_t> command);
 
     std::vector<RfCard> cards_;
-    std::vector<std::size_t> field_;       // the cards in the field, indexes into cards_, first put first
-    std::optional<std::size_t> active_;    // index into cards_
+    std::vector<std::size_t> field_;     // the cards in the field, indexes into cards_, first put first
+    std::optional<std::size_t> active_;  // index into cards_
     bool field_on_ = true;
     bool pull_ = false;
 };

@@ -67,8 +67,8 @@ std::array<std::uint8_t, 3> mifare_access_bytes(std::array<std::uint8_t, 4> cond
         c2 |= static_cast<std::uint8_t>(((conditions[g] >> 1) & 1) << g);
         c3 |= static_cast<std::uint8_t>((conditions[g] & 1) << g);
     }
-    return {static_cast<std::uint8_t>((~c2 & 0x0F) << 4 | (~c1 & 0x0F)), static_cast<std::uint8_t>(c1 << 4 | (~c3 & 0x0F)),
-            static_cast<std::uint8_t>(c3 << 4 | c2)};
+    return {static_cast<std::uint8_t>((~c2 & 0x0F) << 4 | (~c1 & 0x0F)),
+            static_cast<std::uint8_t>(c1 << 4 | (~c3 & 0x0F)), static_cast<std::uint8_t>(c3 << 4 | c2)};
 }
 
 MifareBlock mifare_value_block(std::int32_t value, std::uint8_t address) {
@@ -215,8 +215,9 @@ Answer MifareCard::read_value(std::uint8_t block) const {
     const auto value = value_of(setup_.blocks[block]);
     if (!value) return refuse(kRfNotValueBlock);
     const auto v = static_cast<std::uint32_t>(*value);
-    return {0, {static_cast<std::uint8_t>(v >> 24), static_cast<std::uint8_t>(v >> 16), static_cast<std::uint8_t>(v >> 8),
-                static_cast<std::uint8_t>(v)}};
+    return {0,
+            {static_cast<std::uint8_t>(v >> 24), static_cast<std::uint8_t>(v >> 16), static_cast<std::uint8_t>(v >> 8),
+             static_cast<std::uint8_t>(v)}};
 }
 
 Answer MifareCard::init_value(std::uint8_t block, std::uint32_t value) {

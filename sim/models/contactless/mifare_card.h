@@ -55,9 +55,9 @@ std::array<std::uint8_t, 3> mifare_access_bytes(std::array<std::uint8_t, 4> cond
 MifareBlock mifare_value_block(std::int32_t value, std::uint8_t address);
 
 struct MifareSetup {
-    bool big = false;               // 4K rather than 1K
-    CardBytes uid;                  // 4 or 7 bytes
-    std::uint8_t sak = 0x08;        // the activation's type byte
+    bool big = false;         // 4K rather than 1K
+    CardBytes uid;            // 4 or 7 bytes
+    std::uint8_t sak = 0x08;  // the activation's type byte
     std::vector<MifareBlock> blocks;
 };
 
@@ -99,8 +99,8 @@ private:
     std::optional<std::int32_t> value_of(const MifareBlock& block) const;
 
     MifareSetup setup_;
-    std::optional<std::uint8_t> sector_;  // the authenticated sector
-    bool key_b_ = false;                  // authenticated with key B
+    std::optional<std::uint8_t> sector_;                             // the authenticated sector
+    bool key_b_ = false;                                             // authenticated with key B
     std::optional<std::pair<std::int32_t, std::uint8_t>> transfer_;  // value and address byte
 };
 

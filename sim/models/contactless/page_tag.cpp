@@ -11,7 +11,7 @@ namespace vnrsim {
 namespace {
 
 constexpr std::size_t kUidPages = 2, kLockPage = 2, kOtpPage = 3, kPageSize = 4;
-constexpr std::size_t kReadPages = 4;         // a read gives four pages
+constexpr std::size_t kReadPages = 4;  // a read gives four pages
 constexpr std::size_t kUltralightCKeySize = 16;
 constexpr std::uint8_t kProtectReads = 0x80, kConfigLock = 0x40, kAuthLimit = 0x07;
 

@@ -35,8 +35,8 @@ enum class TagKind { ultralight, ultralight_c, ntag215 };
 
 constexpr std::uint8_t kNtagDynamicLock = 0x82, kNtagConfig0 = 0x83, kNtagConfig1 = 0x84, kNtagPassword = 0x85,
                        kNtagPack = 0x86;
-constexpr std::uint8_t kUltralightCLock = 40, kUltralightCCounter = 41, kUltralightCAuth0 = 42,
-                       kUltralightCAuth1 = 43, kUltralightCKey = 44;
+constexpr std::uint8_t kUltralightCLock = 40, kUltralightCCounter = 41, kUltralightCAuth0 = 42, kUltralightCAuth1 = 43,
+                       kUltralightCKey = 44;
 
 struct PageTagSetup {
     TagKind kind = TagKind::ntag215;
