@@ -2,6 +2,8 @@
 // them (see vnrsim/model.h). A model is added with its folder under sim/models/ and one line here.
 #include "vnrsim/model.h"
 
+#include "models/contact/contact_model.h"
+#include "models/contactless/contactless_model.h"
 #include "models/idcard/idcard_module.h"
 #include "models/pinpad/pin_pad.h"
 #include "models/reader/reader_model.h"
@@ -15,6 +17,8 @@ std::span<const ModelEntry> registered_models() {
         model_entry<ReaderModel>(),
         model_entry<StripeHead>(),
         model_entry<PinPad>(),
+        model_entry<ContactModel>(),
+        model_entry<ContactlessModel>(),
     };
     return kModels;
 }
