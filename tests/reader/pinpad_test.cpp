@@ -1,0 +1,124 @@
+// tests/reader/pinpad_test.cpp: the PIN pad's state rules (the order of -66 and -65, settings that
+// outlive a session, refused settings that keep earlier ones), the user key table and the active key,
+// the waits of a person's entry, and keys and PINs kept out of the log.
+#include "core/state.h"
+#include "reader_support.h"
+
+#include <cstring>
+
+namespace {
+
+using namespace readertest;
+using vnr::pinpad::PadState;
+using vnr::pinpad::pad_state;
+
+PadState pad() {
+    const vnr::core::LibraryGuard guard;
+    return pad_state(guard);
+}
+
+using PinPad = Session;
+
+TEST_F(PinPad, ReadsNeedBothSettingsTimeOutFirstAndTheyOutliveTheSession) {
+    answer({0xC5, 0x01}, {});
+    answer({0xC5, 0x02}, {});
+    answer({0xC5, 0x05}, text("1234"));
+    uint8_t pin[50] = {};
+    EXPECT_EQ(mw_kb_getpin(icdev, 1, pin), VNR_E_PIN_TIMEOUT_UNSET);
+    EXPECT_EQ(mw_kb_setpasslen(icdev, 4), VNR_OK);
+    EXPECT_EQ(mw_kb_getpin(0, 2, pin), VNR_E_PIN_TIMEOUT_UNSET) << "-66 wins over -18";
+    reset_pad();
+    EXPECT_EQ(mw_kb_settimeout(icdev, 6), VNR_OK);
+    EXPECT_EQ(mw_kb_getpin(icdev, 1, pin), VNR_E_PIN_LENGTH_UNSET);
+    EXPECT_EQ(mw_kb_setpasslen(icdev, 4), VNR_OK);
+    EXPECT_EQ(mw_kb_getpin(0, 1, pin), VNR_E_BAD_HANDLE);
+    EXPECT_EQ(sent().front(), (Bytes{0xC5, 0x02, 0x00, 0x04}));
+    // Refused or failed settings leave the earlier ones in force.
+    EXPECT_EQ(mw_kb_settimeout(icdev, 5), VNR_E_BAD_ARGUMENT);
+    EXPECT_EQ(mw_kb_setpasslen(icdev, 0), VNR_E_BAD_ARGUMENT);
+    answer({0xC5, 0x01}, {}, 0x6F00);
+    EXPECT_EQ(mw_kb_settimeout(icdev, 30), -0x6F00);
+    EXPECT_EQ(pad().pin_wait_ms, 7000u);
+    EXPECT_EQ(device_close(icdev), VNR_OK);
+    icdev = device_open(0, 115200);
+    ASSERT_GT(icdev, 1);
+    EXPECT_EQ(mw_kb_getpin(icdev, 1, pin), VNR_OK);
+    EXPECT_STREQ(reinterpret_cast<char*>(pin), "1234");
+    expect_logged({"==>pwdkb_getpwd()，未设置密码输入超时时间. ", "==>pwdkb_getpwd_again()，未设置密码输入超时时间. ",
+                   "==>pwdkb_getpwd()，未设置密码输入长度. ", "==>pwdkb_getpwd()，句柄无效. "});
+}
+
+TEST_F(PinPad, UserKeysBelowSixteenAreKeptAndTheActiveKeyChoosesTheirKind) {
+    answer({0xC5, 0x04}, {});
+    EXPECT_EQ(mw_kb_downloaduserkey(icdev, 1, 0, 3, "000102030405060708090A0B0C0D0E0F"), VNR_OK);
+    EXPECT_EQ(mw_kb_downloaduserkey(icdev, 0, 0, 4, "1011121314151617"), VNR_OK);
+    EXPECT_EQ(mw_kb_downloaduserkey(icdev, 1, 0, 16, "FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF"), VNR_OK);
+    answer({0xC5, 0x04}, {}, 0x6F00);
+    EXPECT_EQ(mw_kb_downloaduserkey(icdev, 1, 0, 5, "FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF"), -0x6F00);
+    const PadState state = pad();
+    EXPECT_EQ(state.userkey_table[3].des_type, 1);
+    EXPECT_EQ(state.userkey_table[3].key[15], 0x0F);
+    EXPECT_EQ(state.userkey_table[4].des_type, 0);
+    EXPECT_EQ(Bytes(state.userkey_table[4].key.begin(), state.userkey_table[4].key.end()),
+              (Bytes{0x10, 0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17} + Bytes(8, 0)));
+    EXPECT_EQ(state.userkey_table[5].key, decltype(state.userkey_table[5].key){}) << "a failed load keeps nothing";
+    const std::pair<int32_t, int32_t> choices[] = {{3, 1}, {4, 0}, {3, 1}, {255, 0}};
+    for (const auto& [number, triple] : choices) {
+        EXPECT_EQ(mw_kb_activekey(0, 255, number), VNR_OK);
+        EXPECT_EQ(pad().active_userkeyno, number);
+        EXPECT_EQ(pad().userkey_triple, triple) << number;
+    }
+    EXPECT_EQ(mw_kb_activekey(0, 0, -1), VNR_E_BAD_ARGUMENT);
+    EXPECT_EQ(pad().active_userkeyno, 255);
+}
+
+TEST_F(PinPad, EncipheredReadGivesHexTextWithinItsSeventeenBytes) {
+    answer({0xC5, 0x01}, {});
+    answer({0xC5, 0x02}, {});
+    ASSERT_EQ(mw_kb_settimeout(icdev, 6) + mw_kb_setpasslen(icdev, 6), VNR_OK);
+    char pin[40];
+    std::memset(pin, 'x', sizeof pin);
+    answer({0xC5, 0x06}, {0xAB, 0x01, 0xFF});
+    EXPECT_EQ(mw_kb_getenpin(icdev, 1, "0a0B0c0D0e0F", pin), VNR_OK);
+    EXPECT_STREQ(pin, "AB01FF");
+    answer({0xC5, 0x06}, Bytes(18, 0x11));
+    EXPECT_EQ(mw_kb_getenpin(icdev, 1, "0a0B0c0D0e0F", pin), VNR_E_END_BYTE);
+    EXPECT_STREQ(pin, "AB01FF");
+}
+
+TEST_F(PinPad, KeysAndPinsShowOnlyAsStarsInTheLog) {
+    answer({0xC5, 0x01}, {});
+    answer({0xC5, 0x02}, {});
+    answer({0xC5, 0x03}, {});
+    answer({0xC5, 0x04}, {});
+    answer({0xC5, 0x05}, text("739164"));
+    ASSERT_EQ(mw_kb_settimeout(icdev, 6) + mw_kb_setpasslen(icdev, 6), VNR_OK);
+    EXPECT_EQ(mw_kb_downloadmainkey(icdev, 0, 7, "3A7F19C2D45E8B60"), VNR_OK);
+    EXPECT_EQ(mw_kb_downloaduserkey(icdev, 1, 7, 2, "9E4D21B7C83F56A09E4D21B7C83F56A1"), VNR_OK);
+    uint8_t pin[50] = {};
+    EXPECT_EQ(mw_kb_getpin(icdev, 1, pin), VNR_OK);
+    const std::string log = vnr::test::log_text(prefix);
+    for (const char* secret : {"3A7F19C2D45E8B60", "9E4D21B7C83F56A", "373339313634", "739164"})
+        EXPECT_EQ(log.find(secret), std::string::npos) << secret;
+    EXPECT_NE(log.find("Send: C503000007****************."), std::string::npos);
+    EXPECT_NE(log.find("Send: C50400010702********************************."), std::string::npos);
+    EXPECT_NE(log.find("receive: 0200080000**************03."), std::string::npos) << "the PIN and its check byte";
+}
+
+using PinPadWaits = HidSession;
+
+TEST_F(PinPadWaits, AReadWaitsTheEntryTimeOutAndASecondThenTheStandingWaitComesBack) {
+    answer({0xC5, 0x01}, {});
+    answer({0xC5, 0x02}, {});
+    answer({0xC5, 0x05}, text("12"));
+    ASSERT_EQ(mw_kb_settimeout(icdev, 6) + mw_kb_setpasslen(icdev, 6), VNR_OK);
+    uint8_t pin[50];
+    EXPECT_EQ(mw_kb_getpin(icdev, 2, pin), VNR_OK);
+    ASSERT_EQ(mw_kb_settimeout(icdev, 255), VNR_OK);
+    answer({0xC5, 0x05}, {}, 0x6F00);
+    EXPECT_EQ(mw_kb_getpin(icdev, 1, pin), -0x6F00);
+    EXPECT_EQ(timeouts(), (std::vector<uint32_t>{2000, 2000, 7000, 2000, 256000}));
+    EXPECT_EQ(vnr::core::link_state().read_timeout_ms.load(), 2000u);
+}
+
+}  // namespace
