@@ -4,7 +4,6 @@
 #include "reader_support.h"
 
 #include <array>
-#include <cstring>
 
 namespace {
 
@@ -29,7 +28,6 @@ struct Golden {
 const Golden kGolden[] = {
     {[](int32_t h) { return device_reset(h, 1); }, {0x31, 0x12, 0x01}, "==>device_reset(), return:0 "},
     {[](int32_t h) { return device_setbaud(h, 0, 4800); }, {0x30, 0x01, 0x00, 0x00}, "==>device_setbaud(), return: 0. "},
-    {[](int32_t h) { return device_setbaud(h, 1, 57600); }, {0x30, 0x01, 0x01, 0x03}, "==>device_setbaud(), return: 0. "},
     {[](int32_t h) { return device_beep(h, 0x0102, 3); }, {0x31, 0x13, 0x01, 0x02, 0x03}, "==> 读写器蜂鸣器控制成功! "},
     {[](int32_t h) { return device_ledctrl(h, 5); }, {0x31, 0x14, 0x05}, "==>device_ledctrl(), return: 0 "},
     {[](int32_t h) { return color_ledcontrol(h, 1, 2, 3); }, {0x31, 0x15, 1, 2, 3}, "==>color_ledcontrol(), 状态码：0。 "},
@@ -48,7 +46,6 @@ const Golden kGolden[] = {
     {[](int32_t h) { return send_com1(h, 2, kAb); }, {0x60, 0xC3, 0x00, 0xAA, 0xBB}, "==>send_com1(), 状态码：0. "},
     {[](int32_t h) { return send_com2(h, 2, kAb); }, {0x60, 0xC4, 0x00, 0xAA, 0xBB}, "==>send_com2(), 状态码：0. "},
     {[](int32_t h) { return send_com_bound(h, 1, 38400); }, {0x60, 0xC5, 0x00, 0x00, 0x01, 0x00}, "==>send_com_bound(), 状态码：0. "},
-    {[](int32_t h) { return send_com_bound(h, 2, 115200); }, {0x60, 0xC5, 0x00, 0x00, 0x00, 0x02}, "==>send_com_bound(), 状态码：0. "},
     {[](int32_t h) { return get_finger(h, out.data(), out.data() + 200); }, Bytes{0x60, 0xC2, 0x87} + text("1;31415926535897"),
      "==>get_finger(), 状态码：0。 "},
     {[](int32_t h) { return tf_bend(h, &bend); }, {0x50, 0x00}, "==>tf_bend(), 状态码：0。 ", {0, 0x12, 0x34, 0x56}},
@@ -95,42 +92,21 @@ TEST_F(Commands, EachOneCommandFunctionSendsItsBytesAndWritesItsResultLine) {
     }
 }
 
+// The fingerprint query's two stretches and the store's block come from fixed places of the room, zeros
+// where the reply is shorter; tf_bend reads R0 with the factor 65535 and refuses a reply of 3 bytes.
 TEST_F(Commands, WhatOfTheReplyReachesTheCaller) {
-    const auto pattern = [](std::size_t n) {
-        Bytes b(n);
-        for (std::size_t i = 0; i < n; ++i) b[i] = static_cast<uint8_t>(i);
-        return b;
-    };
-    answer({0x30, 0x07}, {0x5A, 0x01});
-    EXPECT_EQ(get_device_status(icdev, out.data()), VNR_OK);
-    EXPECT_EQ(out[0], 0x5A);
+    answer({0x60, 0xC2}, Bytes(30, 1) + Bytes(200, 2) + Bytes(99, 3));
     out.fill(0xEE);
-    answer({0xC0, 0x09}, {1, 2});
-    EXPECT_EQ(device_readsnr(icdev, 4, out.data()), VNR_OK);
-    EXPECT_EQ(Bytes(out.begin(), out.begin() + 5), (Bytes{1, 2, 0, 0, 0xEE})) << "zeros where the reader sent fewer";
-    answer({0x32, 0x53}, pattern(100));
-    EXPECT_EQ(Dev_GetEMID(icdev, &length, out.data()), VNR_OK);
-    EXPECT_EQ(length, 100);
-    EXPECT_EQ(Bytes(out.begin(), out.begin() + 100), pattern(100));
-    answer({0x32, 0x53}, pattern(101));
-    EXPECT_EQ(Dev_GetEMID(icdev, &length, out.data()), VNR_E_END_BYTE) << "no more than the id's 100 bytes";
-    out.fill(0xEE);
-    const Bytes finger = pattern(330);
-    answer({0x60, 0xC2}, finger);
     EXPECT_EQ(get_finger(icdev, out.data(), out.data() + 500), VNR_OK);
-    EXPECT_EQ(Bytes(out.begin(), out.begin() + 200), Bytes(finger.begin() + 30, finger.begin() + 230));
-    EXPECT_EQ(Bytes(out.begin() + 500, out.begin() + 601), Bytes(finger.begin() + 230, finger.end()) + Bytes{0xEE});
+    EXPECT_EQ(Bytes(out.begin(), out.begin() + 201), Bytes(200, 2) + Bytes{0xEE});
+    EXPECT_EQ(Bytes(out.begin() + 500, out.begin() + 601), (Bytes(99, 3) + Bytes{0, 0xEE})) << "zeros where none came";
     out.fill(0xEE);
     answer({0x50, 0x01}, {7, 8});
     EXPECT_EQ(tf_read(icdev, 0, out.data()), VNR_OK);
     EXPECT_EQ(Bytes(out.begin(), out.begin() + 513), (Bytes{7, 8} + Bytes(510, 0) + Bytes{0xEE}));
-}
-
-// tf_bend reads R0 with the factor 65535: 01 00 00 00 is 65535*65536, FF FF FF FF wraps to 65535.
-TEST_F(Commands, BendValueAndItsRefusal) {
-    const std::pair<Bytes, double> cases[] = {
+    const std::pair<Bytes, double> bends[] = {
         {{0x00, 0x12, 0x34, 0x56}, 1193046.0}, {{0x01, 0x00, 0x00, 0x00}, 4294901760.0}, {{0xFF, 0xFF, 0xFF, 0xFF, 9}, 65535.0}};
-    for (const auto& [reply, value] : cases) {
+    for (const auto& [reply, value] : bends) {
         answer({0x50, 0x00}, reply);
         EXPECT_EQ(tf_bend(icdev, &bend), VNR_OK);
         EXPECT_EQ(bend, value);
@@ -155,41 +131,29 @@ const Refusal kRefusals[] = {
     {[](int32_t) { return dev_ledcontrol(0, kBadLights); }, VNR_E_BAD_HANDLE, "==>dev_ledcontrol()，句柄无效 "},
     {[](int32_t h) { return dev_ledcontrol(h, kBadLights); }, VNR_E_BAD_ARGUMENT, "==>dev_ledcontrol(), ledparam参数不合法 "},
     {[](int32_t) { return dev_writesnr(0, 21, kAb); }, VNR_E_BAD_ARGUMENT, "==>dev_writesnr(), 序列号长度不合法。"},
-    {[](int32_t) { return dev_writesnr(0, 0, kAb); }, VNR_E_BAD_ARGUMENT, "==>dev_writesnr(), 序列号长度不合法。"},
     {[](int32_t) { return dev_writesnr(0, 2, kAb); }, VNR_E_BAD_HANDLE, "==>dev_writesnr(), 句柄无效。"},
-    {[](int32_t) { return device_beep(0, 1, 1); }, VNR_E_BAD_HANDLE, "==>device_beep(), 句柄无效 "},
     {[](int32_t) { return get_device_status(0, out.data()); }, VNR_E_HANDLE_EXCHANGE, nullptr},
-    {[](int32_t) { return dev_cardstate(0, out.data()); }, VNR_E_HANDLE_EXCHANGE, nullptr},
-    {[](int32_t) { return PICCB_GetStatus(0, out.data()); }, VNR_E_BAD_HANDLE, "==>PICCB_GetStatus(), 句柄无效 "},
-    {[](int32_t) { return get_quant_ele(0, out.data()); }, VNR_E_BAD_HANDLE, "==>get_quant_ele(), 句柄无效 "},
     {[](int32_t) { return send_com_bound(0, 3, 19200); }, VNR_E_BAD_HANDLE, "==>send_com_bound(), 句柄无效 "},
     {[](int32_t h) { return send_com_bound(h, 3, 19200); }, VNR_E_GENERAL, nullptr},
     {[](int32_t h) { return send_com_bound(h, 3, 9600); }, VNR_E_CHANNEL, nullptr},
     {[](int32_t h) { return send_com1(h, 598, out.data()); }, VNR_E_BAD_ARGUMENT, "==>send_com1(), length参数不合法 "},
     {[](int32_t h) { return tf_write(h, 0, 595, out.data()); }, VNR_E_BAD_ARGUMENT, "==>tf_write(), length参数不合法 "},
-    {[](int32_t) { return tf_read(0, 0, out.data()); }, VNR_E_BAD_HANDLE, "==>tf_read(), 句柄无效 "},
-    {[](int32_t) { return get_finger(0, out.data(), out.data()); }, VNR_E_BAD_HANDLE, "==>get_finger(), 句柄无效 "},
     {[](int32_t) { return Dev_GetEMID(0, &length, out.data()); }, VNR_E_HANDLE_EXCHANGE, "==> Dev_GetEMID 获取EMID号"},
     {[](int32_t) { return magnetic_read(0, 1, out.data()); }, VNR_E_BAD_HANDLE, "------magnetic_read -------!!!"},
     {[](int32_t) { return set_magnetic_mode(0, 0x41); }, VNR_E_HANDLE_EXCHANGE, nullptr},
     {[](int32_t) { return set_magnetic_mode(0, 2); }, VNR_E_BAD_ARGUMENT, nullptr},
     {[](int32_t) { return dev_readeeprom(0, 1, 200, out.data()); }, VNR_E_BAD_ARGUMENT, "==>dev_readeeprom(), nAddr参数不合法。"},
-    {[](int32_t h) { return dev_readeeprom(h, 0, 0, out.data()); }, VNR_E_BAD_ARGUMENT, "==>dev_readeeprom(), nAddr参数不合法。"},
     {[](int32_t) { return dev_readeeprom(0, 0, 200, out.data()); }, VNR_E_BAD_HANDLE, "==>dev_readeeprom(), 句柄无效。"},
     {[](int32_t) { return dev_writeeeprom(0, 201, 1, out.data()); }, VNR_E_BAD_ARGUMENT, "==>dev_writeeeprom(), nAddr参数不合法。"},
     {[](int32_t) { return dev_writeeeprom(0, 200, 2, out.data()); }, VNR_E_BAD_HANDLE, "==>dev_writeeeprom(), 句柄无效。"},
     {[](int32_t) { return mw_kb_downloadmainkey(0, 2, 256, "00"); }, VNR_E_BAD_ARGUMENT, "==>mw_kb_downloadmainkey()，destype参数无效. "},
-    {[](int32_t) { return mw_kb_downloadmainkey(0, 1, 256, "00"); }, VNR_E_BAD_ARGUMENT, "==>mw_kb_downloadmainkey()，mainkeyno参数无效. "},
     {[](int32_t) { return mw_kb_downloadmainkey(0, 0, 1, "0011223344556677"); }, VNR_E_BAD_HANDLE, "==>pwdkb_load_mainkey()，句柄无效 "},
     {[](int32_t h) { return mw_kb_downloadmainkey(h, 0, 1, "00112233445566"); }, VNR_E_BAD_ARGUMENT, "==>mw_kb_downloadmainkey()，key参数无效. "},
     {[](int32_t) { return mw_kb_downloaduserkey(0, 0, 0, 256, "00"); }, VNR_E_BAD_ARGUMENT,
      "==>mw_kb_downloaduserkey()，mainkeyno userkeyno参数无效. "},
     {[](int32_t) { return mw_kb_settimeout(0, 5); }, VNR_E_BAD_ARGUMENT, "==>mw_kb_settimeout()，超时时间错误. "},
-    {[](int32_t) { return mw_kb_settimeout(0, 256); }, VNR_E_BAD_ARGUMENT, "==>mw_kb_settimeout()，超时时间错误. "},
     {[](int32_t) { return mw_kb_settimeout(0, 6); }, VNR_E_BAD_HANDLE, "==>pwdkb_settimeout()，句柄无效. "},
     {[](int32_t) { return mw_kb_setpasslen(0, 0x100); }, VNR_E_BAD_ARGUMENT, "==>pwdkb_setpwdlen()，密码长度不合法。 "},
-    {[](int32_t) { return mw_kb_setpasslen(0, 17); }, VNR_E_BAD_ARGUMENT, "==>pwdkb_setpwdlen()，密码长度不合法。 "},
-    {[](int32_t) { return mw_kb_setpasslen(0, 16); }, VNR_E_BAD_HANDLE, "==>pwdkb_setpwdlen()，句柄无效。 "},
     {[](int32_t h) { return mw_kb_getpin(h, 3, out.data()); }, VNR_E_BAD_ARGUMENT, nullptr},
     {[](int32_t h) { return mw_kb_getenpin(h, 0, "112233445566", text_out); }, VNR_E_BAD_ARGUMENT, nullptr},
     {[](int32_t h) { return mw_kb_getenpin(h, 1, "1122334455", text_out); }, VNR_E_BAD_ARGUMENT, "==>mw_kb_getenpin()，blockdata参数无效. "},

