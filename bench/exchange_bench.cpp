@@ -16,12 +16,7 @@
 #include "core/exchange.h"
 #include "core/library_lock.h"
 #include "core/state.h"
-#include "support/sim_hid.h"
-#include "support/temp_prefix.h"
-#include "vnr_32.h"
-#include "vnrsim/hid_reader.h"
-#include "vnrsim/pty_server.h"
-#include "vnrsim/reader.h"
+#include "support/sim_reader.h"
 
 #include <benchmark/benchmark.h>
 #include <time.h>
@@ -89,24 +84,16 @@ void measure_silent_wait(benchmark::State& state, std::int32_t icdev, std::uint3
     state.counters["cpu_share"] = cpu / wall;
 }
 
-// A simulated reader at `baud` on a pty mapped as COM1, and a session opened on it.
-struct Bench {
-    explicit Bench(std::uint32_t baud) {
+// A simulated reader at `baud` on a pty mapped as COM1 answering 32 50 with kReplyData bytes, and a
+// session opened on it.
+struct Bench : vnr::test::SimReader {
+    explicit Bench(std::uint32_t baud) : SimReader(deck(baud)) { open(vnr::test::Link::serial); }
+    static vnrsim::Deck deck(std::uint32_t baud) {
         vnrsim::Deck deck;
         deck.baud = baud;
         deck.replies.push_back({{0x32, 0x50}, 0, std::vector<std::uint8_t>(kReplyData, 0x5A), std::nullopt, std::nullopt});
-        reader.emplace(deck);
-        server.emplace(*reader, vnrsim::PtyServer::Options{{prefix.com(1)}, {}});
-        icdev = device_open(0, static_cast<std::int32_t>(kBaud));
+        return deck;
     }
-    ~Bench() {
-        if (icdev > 1) device_close(icdev);
-    }
-
-    vnr::test::TempPrefix prefix;
-    std::optional<vnrsim::Reader> reader;
-    std::optional<vnrsim::PtyServer> server;
-    std::int32_t icdev = 0;
 };
 
 void SplitReplyAt115200(benchmark::State& state) {
@@ -148,29 +135,17 @@ void WaitForSilentReader(benchmark::State& state) {
         state.SkipWithError("the simulated reader did not open");
         return;
     }
-    bench.reader->inject(vnrsim::Fault::silence, vnrsim::Times::always);
+    bench.reader.inject(vnrsim::Fault::silence, vnrsim::Times::always);
     measure_silent_wait(state, bench.icdev, 2000);
 }
 BENCHMARK(WaitForSilentReader)->Unit(benchmark::kMillisecond)->Iterations(2);
 
-// A simulated reader on the HID bus, and a session opened on it.
-struct HidBench {
-    HidBench(std::chrono::microseconds latency, std::chrono::microseconds interval, std::size_t reply_data)
-        : hid(reader, vnrsim::HidOptions{vnrsim::kHidDefaultReportLength, latency, interval, {}}) {
+// A simulated reader on the HID bus answering 32 50 with `reply_data` bytes, and a session opened on it.
+struct HidBench : vnr::test::SimReader {
+    HidBench(std::chrono::microseconds latency, std::chrono::microseconds interval, std::size_t reply_data) {
         reader.add_reply({{0x32, 0x50}, 0, std::vector<std::uint8_t>(reply_data, 0x5A), std::nullopt, std::nullopt});
-        bus.add_reader(hid);
-        icdev = device_open(0, static_cast<std::int32_t>(kBaud));
+        open(vnr::test::Link::hid, vnrsim::HidOptions{vnrsim::kHidDefaultReportLength, latency, interval, {}});
     }
-    ~HidBench() {
-        if (icdev > 1) device_close(icdev);
-    }
-
-    vnr::test::TempPrefix prefix;
-    vnrsim::Reader reader;
-    vnrsim::HidReader hid;
-    vnrsim::HidBus bus;
-    vnr::test::SimHidProvider provider{bus};
-    std::int32_t icdev = 0;
 };
 
 void HidWaitForSilentReader(benchmark::State& state) {
@@ -196,7 +171,7 @@ void HidReadyToReturn(benchmark::State& state) {
         std::uint32_t length = 0;
         const std::int16_t status = exchange_32_50(bench.icdev, length, reply);
         const auto returned = std::chrono::steady_clock::now();
-        const auto ready = bench.hid.last_report_ready();
+        const auto ready = bench.hid->last_report_ready();
         if (status != VNR_OK || !ready) {
             state.SkipWithError("the exchange failed");
             return;

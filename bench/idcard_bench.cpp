@@ -8,10 +8,7 @@
 // 102 x 126 bitmap and written. Reported: milliseconds a photo.
 // MakePictureBothSides: the card's picture, both sides on one sheet (343 x 436), with all its texts and
 // the photo just read, composed and written to a file. Reported: milliseconds a picture.
-#include "support/temp_prefix.h"
-#include "vnr_32.h"
-#include "vnrsim/pty_server.h"
-#include "vnrsim/reader.h"
+#include "support/sim_reader.h"
 
 #include <benchmark/benchmark.h>
 
@@ -26,22 +23,14 @@ namespace {
 constexpr std::uint32_t kBaud = 115200;
 constexpr std::size_t kReplyData = 1289;
 
-struct CardBench {
-    CardBench() {
+// The demo deck's card on a reader at an emulated 115200 baud, opened on the serial link.
+struct CardBench : vnr::test::SimReader {
+    CardBench() : SimReader(deck()) { open(vnr::test::Link::serial); }
+    static vnrsim::Deck deck() {
         vnrsim::Deck deck = vnrsim::Deck::load(std::filesystem::path(VNR_DECKS) / "reader.json");
         deck.baud = kBaud;
-        reader.emplace(deck);
-        server.emplace(*reader, vnrsim::PtyServer::Options{{prefix.com(1)}, {}});
-        icdev = device_open(0, static_cast<std::int32_t>(kBaud));
+        return deck;
     }
-    ~CardBench() {
-        if (icdev > 1) device_close(icdev);
-    }
-
-    vnr::test::TempPrefix prefix;
-    std::optional<vnrsim::Reader> reader;
-    std::optional<vnrsim::PtyServer> server;
-    std::int32_t icdev = 0;
 };
 
 // Reads the card once with its photo, which the benchmarks after the read work on. False when it failed.

@@ -310,6 +310,293 @@ VNR_API int32_t VNR_CALL hex_base64(const uint8_t* src, char* dst, uint32_t coun
  * padding gives zero bytes. No terminator. Returns 3*groups+1. */
 VNR_API int32_t VNR_CALL base64_hex(const char* src, uint8_t* dst, uint32_t count);
 
+/* ---- Contact cards: CPU card and SAM slots -------------------------------------------------------
+ * `cardno` names the slot: 0 the contact card slot, 1 to 31 further slots (SAM), and for card_APDU only
+ * 0xFF the activated contactless CPU card. Any other value gives VNR_E_BAD_ARGUMENT and sends nothing.
+ * The usual order: sam_slt_getstate, sam_slt_reset (or sam_slt_reset_baud), card_APDU as often as
+ * needed, sam_slt_powerdown. Out-parameters are written only on success unless said otherwise. */
+
+/* The state of slot `cardno` in *state, as the reader reports it in its status word (all 16 bits; a
+ * card present and powered down, powered up, no card, ... are the reader's own values, 0 included).
+ * *state is set to 0 as soon as the handle has passed. A failure of the link or the library (a result
+ * from -49 to -1) is returned as it is, *state staying 0; a status word from 1 to 49 is therefore a
+ * failure too, and every other one a state. Returns 0 when *state holds a state. */
+VNR_API int16_t VNR_CALL sam_slt_getstate(int32_t icdev, uint8_t cardno, uint16_t* state);
+
+/* Powers the card in slot `cardno` up and resets it; `delaytime` (ms) is the reader's own wait for the
+ * card. The library waits delaytime + 1000 ms for the answer when that is longer than its standing
+ * 2000 ms (0xFFFF: 66535 ms), and afterwards the standing wait holds again, whatever the result. The
+ * reader's first byte of data is not part of the answer to reset and is dropped: `atr` gets the rest,
+ * *rlen its count. `atr` must hold 255 bytes; a longer answer is refused with VNR_E_END_BYTE and
+ * nothing is written. A reply without even that first byte gives *rlen 0. */
+VNR_API int16_t VNR_CALL sam_slt_reset(int32_t icdev, uint16_t delaytime, uint8_t cardno, uint8_t* rlen, uint8_t* atr);
+
+/* As sam_slt_reset at a chosen speed: `baud` 0, 1 or 2, passed on to the reader as it is. Here the whole
+ * reply is the answer to reset (nothing is dropped); `atr` must hold 255 bytes, and a longer answer is
+ * refused with VNR_E_END_BYTE. The wait is the standing one. */
+VNR_API int16_t VNR_CALL sam_slt_reset_baud(int32_t icdev, uint8_t cardno, uint8_t baud, uint8_t* rlen, uint8_t* atr);
+
+/* Powers the card in slot `cardno` down. */
+VNR_API int16_t VNR_CALL sam_slt_powerdown(int32_t icdev, uint8_t cardno);
+
+/* Passes the APDU of `slen` bytes (1 to 3070) at `sbuf` to the card in slot `cardno` (0 to 31, or 0xFF
+ * for the activated contactless CPU card) and gives its answer as bytes: `rbuf` gets it, ending with the
+ * card's two status bytes as the card gave them, and *rlen its count. The result is 0 whatever those two
+ * bytes say; the caller reads them. `rbuf` must hold 3073 bytes; a longer answer is refused with
+ * VNR_E_END_BYTE and nothing is written. Checks in order: the handle, `slen`, `cardno`. */
+VNR_API int16_t VNR_CALL card_APDU(int32_t icdev, uint8_t cardno, int32_t slen, const uint8_t* sbuf, uint32_t* rlen,
+                                   uint8_t* rbuf);
+
+/* ---- Contact cards: memory cards -----------------------------------------------------------------
+ * None of these writes a log line of its own. The card type is a number the reader knows: 1, 3, 4, 5, 8
+ * or 10 (3 the SLE4428 class, 4 the SLE4442 class). The library keeps one size code for the whole
+ * process (not per handle or slot): contact_settype forgets it, contact_identifytype may learn it, and
+ * while one is known contact_read and contact_write are bounded by the card's size. */
+
+/* Tells the reader the type of the card in slot `cardno` (0 or 1): `cardtype` one of 1, 3, 4, 5, 8, 10.
+ * Every call forgets the size code first, also one then refused: reads and writes are unbounded after it. */
+VNR_API int16_t VNR_CALL contact_settype(int32_t icdev, uint8_t cardno, uint8_t cardtype);
+
+/* Asks the reader what card lies in slot `cardno` (0 or 1); *cardtype gets the type. When the reader
+ * names type 1, 5 or 10 itself, the size code it gives is kept and bounds later reads and writes; a
+ * type told from the card's answer to reset (3, 4 or 8) leaves the code as it was. A card the library
+ * does not know gives -4097 (status word 0x1001) with *cardtype as it was. */
+VNR_API int16_t VNR_CALL contact_identifytype(int32_t icdev, uint8_t cardno, uint8_t* cardtype);
+
+/* Sets (contact_passwordinit) or presents (contact_passwordcheck) the card's password: `len` bytes at
+ * `password`, of `len` only the low byte counts (0 to 255); `cardno` 0 to 31. The reader and the card
+ * decide what lengths they take. */
+VNR_API int16_t VNR_CALL contact_passwordinit(int32_t icdev, uint8_t cardno, int32_t len, const uint8_t* password);
+VNR_API int16_t VNR_CALL contact_passwordcheck(int32_t icdev, uint8_t cardno, int32_t len, const uint8_t* password);
+
+/* Reads `len` bytes at `addr` from the card in slot `cardno` (0 to 31) into `out`, which must hold
+ * `len` bytes. With a size code known, the code must be one of 0, 1, 2, 4, 6, 8, 16, 32, 64, 128 (the
+ * card holds 128 x 2^(code mod 32) bytes: 128, 256, 512, 2048, 8192, 32768, 8388608, 128, 128, 128),
+ * `addr` must lie below that size and `addr` + `len` within it, else VNR_E_BAD_ARGUMENT; the read then
+ * goes in pieces of 1024 bytes, one command each at addr, addr + 1024, ..., each waiting up to 15000 ms
+ * when there are two or more, and `len` 0 sends nothing. A piece that would start beyond address 0xFFFF,
+ * which the command cannot carry, is refused beforehand with VNR_E_BAD_ARGUMENT. With no size code
+ * one command asks for the whole `len`. A piece that fails does not stop the others: the last piece asks
+ * for all that is still missing, and the result is the last piece's status. On 0, `out` gets the bytes
+ * received, front to back, at most `len` (a reply longer than asked is refused with VNR_E_END_BYTE); what
+ * lies behind them, when fewer came, stays as it was. On any other result `out` stays as it was. */
+VNR_API int16_t VNR_CALL contact_read(int32_t icdev, uint8_t cardno, uint16_t addr, uint16_t len, uint8_t* out);
+
+/* Writes `len` bytes of `data` at `addr`, with the bounds and pieces of contact_read; every command, the
+ * single one too, waits up to 15000 ms. The pieces are cut by position. A failed piece does not stop
+ * the others, so after a failure part-way the pieces after it are written all the same; the result is
+ * the last piece's status. */
+VNR_API int16_t VNR_CALL contact_write(int32_t icdev, uint8_t cardno, uint16_t addr, uint16_t len, const uint8_t* data);
+
+/* ---- Contact cards: the AT88SC1604 family ---------------------------------------------------------
+ * All go to slot 0 and return 32-bit statuses (a reader status widened with its sign). Addresses are
+ * absolute, 0 to 2006, in six zones: 0 (0-20), 1 (21-1221), 2 (1222-1482), 3 (1483-1743), 4 (1744-2004),
+ * 5 (2005-2006). The heads of zones 1 to 4 hold their codes (6 bytes in zone 1, 5 in the others), and
+ * zone 0's bytes 10 to 12 the card's code. Everything out of bounds is refused with VNR_E_BAD_ARGUMENT
+ * before anything goes to the reader; a bad handle gives VNR_E_BAD_HANDLE. In every call `len` must be
+ * at least 1 and `offset` + `len` at most the zone's last address + 1. */
+
+/* Reads `len` bytes at `offset` of zone `zone` (0 to 5) into `out`, which must hold `len` bytes; the
+ * reader's bytes go there as they came, and a reply longer than `len` is refused with VNR_E_END_BYTE.
+ * `offset` must lie within the zone. */
+VNR_API int32_t VNR_CALL srd_1604(int32_t icdev, int32_t zone, int32_t offset, int32_t len, uint8_t* out);
+
+/* Writes `len` bytes of `data` at `offset` of zone `zone` (0 to 5), waiting up to 25000 ms. Refused:
+ * in zone 0 an `offset` outside 0-20 or at 10-12 (a write from 9 may run across them), in zones 1 to 4
+ * an `offset` in the zone's reserved head or above the zone (one below the zone passes), in zone 5 one
+ * outside 2005-2006; `len` above 21, 1195, 256, 256, 256, 2 for zones 0 to 5. */
+VNR_API int32_t VNR_CALL swr_1604(int32_t icdev, int32_t zone, int32_t offset, int32_t len, const uint8_t* data);
+
+/* Erases `len` bytes at `offset` of zone `zone` (0 to 5), within the zone and out of its reserved head
+ * (zone 0: 0-20, 1: 27-1221, 2: 1227-1482, 3: 1488-1743, 4: 1749-2004, 5: 2005-2006). Waits up to
+ * 30000 ms with a 10 ms delay before each read of a USB reader, and that delay stands afterwards (with
+ * the standing 2000 ms) until a command sets its own wait. `len` is checked before the handle. */
+VNR_API int32_t VNR_CALL ser_1604(int32_t icdev, int32_t zone, int32_t offset, int32_t len);
+
+/* Writes code number `zone` (0 the card's security code at 10; 1 to 4 the security codes of zones 1 to
+ * 4 at 21, 1222, 1483, 1744; 5 to 8 their erase codes at 24, 1224, 1485, 1746): erases its 2 bytes as
+ * ser_1604 does (with its wait) and, when that succeeded, writes the 2 bytes at `code`. `len` must be 2.
+ * The two commands each take the library lock, so another thread's command may fall between them. */
+VNR_API int32_t VNR_CALL wsc_1604(int32_t icdev, int32_t zone, int32_t len, const uint8_t* code);
+
+/* Presents the security code of `zone` (csc_1604: 0 the card's, 1 to 4 a zone's; checks in order `len`,
+ * `zone`, handle) or the erase code of `zone` (cesc_1604: 1 to 4; checks in order handle, `len`, `zone`):
+ * the 2 bytes at `code`, `len` must be 2. */
+VNR_API int32_t VNR_CALL csc_1604(int32_t icdev, int32_t zone, int32_t len, const uint8_t* code);
+VNR_API int32_t VNR_CALL cesc_1604(int32_t icdev, int32_t zone, int32_t len, const uint8_t* code);
+
+/* Passes `mode` (0 or 1, checked before the handle) to the card's fuse command. */
+VNR_API int32_t VNR_CALL fakefus_1604(int32_t icdev, int32_t mode);
+
+/* The card's personalisation command. */
+VNR_API int32_t VNR_CALL psnl_1604(int32_t icdev);
+/* ---- Contactless cards: the RF field and activation ----------------------------------------------
+ * `delaytime` is the time in milliseconds that the reader is given for the card to answer, sent high
+ * byte first. The library waits for the reply that long and a margin more (open_card 1000 ms, always;
+ * rf_card and rf_halt 200 ms, when that is longer than the standing 2000 ms); 0xFFFF waits without
+ * limit. The standing 2000 ms come back on every way out. The library keeps no card state: whether a
+ * card is active is known to the reader alone. */
+
+/* Switch the RF field on and off. */
+VNR_API int16_t VNR_CALL open_rf(int32_t icdev);
+VNR_API int16_t VNR_CALL close_rf(int32_t icdev);
+
+/* Activates a contactless CPU card (32 24). On success *cardtype gets the reader's card type byte,
+ * `uid` the card's identifier and *uidlen its length, `ats` its ATS and *atslen its length. `uid` must
+ * hold 10 bytes (the longest identifier) and `ats` 64; a reply whose identifier or ATS is longer, or
+ * whose lengths reach past the bytes received, is refused with VNR_E_END_BYTE. On any failure none of
+ * the five is written. */
+VNR_API int16_t VNR_CALL open_card(int32_t icdev, uint16_t delaytime, uint8_t* cardtype, uint8_t* uidlen, uint8_t* uid,
+                                   uint8_t* atslen, uint8_t* ats);
+
+/* Activates a Mifare-class memory card (32 41). On success *cardtype gets the card type byte and `uid`
+ * (4 bytes) the serial number in the reader's byte order; a reply shorter than that gives
+ * VNR_E_END_BYTE. */
+VNR_API int16_t VNR_CALL rf_card(int32_t icdev, uint16_t delaytime, uint8_t* cardtype, uint8_t* uid);
+
+/* Puts the active card into the halt state. */
+VNR_API int16_t VNR_CALL rf_halt(int32_t icdev, uint16_t delaytime);
+
+/* What CLCard_Open found. */
+#define VNR_CL_IDCARD      1   /* a resident identity card */
+#define VNR_CL_CPU_CARD    2   /* a contactless CPU card */
+#define VNR_CL_MIFARE      3   /* a Mifare-class memory card */
+
+/* Probes, in this order and stopping at the first that answers: IDCard_Read_IDNUM (an identity card:
+ * nothing is written), open_card with all arguments (a CPU card: as open_card), rf_card (a Mifare-class
+ * card: *cardtype and 4 bytes of `uid`; *uidlen, *atslen and `ats` are left alone). Only the low 16 bits
+ * of `delaytime` count. Returns VNR_CL_IDCARD, VNR_CL_CPU_CARD or VNR_CL_MIFARE, or when no probe
+ * succeeded the status of rf_card. Each probe takes the lock for itself. */
+VNR_API int16_t VNR_CALL CLCard_Open(int32_t icdev, uint32_t delaytime, uint8_t* cardtype, uint8_t* uidlen, uint8_t* uid,
+                                     uint8_t* atslen, uint8_t* ats);
+
+/* ---- Contactless cards: Mifare blocks and values ----------------------------------------------------
+ * On a card that rf_card activated: authenticate the sector, then work its blocks. Values are unsigned
+ * 32-bit numbers, sent and received high byte first; the reader builds the value block itself. */
+
+/* Authenticates sector `addr` (0 to 16) with the 6-byte `key`; `mode` (0 or 1) chooses the key for the
+ * reader. Note the order: `mode` ahead of `addr` here, `addr` ahead of `mode` in the command.
+ */
+VNR_API int16_t VNR_CALL rf_authentication(int32_t icdev, uint8_t mode, uint8_t addr, const uint8_t* key);
+
+/* Reads block `addr` (not checked) straight into `data`, which must hold 16 bytes: a longer reply is
+ * refused with VNR_E_END_BYTE. After any failed exchange the first byte of `data` is 0. The reply's
+ * length is not reported. */
+VNR_API int16_t VNR_CALL rf_read(int32_t icdev, uint8_t addr, uint8_t* data);
+
+/* Writes the 16 bytes of `data` to block `addr` (0 to 64). */
+VNR_API int16_t VNR_CALL rf_write(int32_t icdev, uint8_t addr, const uint8_t* data);
+
+/* Reads the value of block `addr` (0 to 64) into *value, which is set to 0 ahead of the exchange and
+ * stays 0 when it fails (a reply shorter than 4 bytes gives VNR_E_END_BYTE). */
+VNR_API int16_t VNR_CALL rf_readval(int32_t icdev, uint8_t addr, uint32_t* value);
+
+/* Makes block `addr` (0 to 64) a value block holding `value`. */
+VNR_API int16_t VNR_CALL rf_initval(int32_t icdev, uint8_t addr, uint32_t value);
+
+/* Add `value` to, or take it from, the value of block `addr`. The value is read first by rf_readval
+ * (whose checks and statuses these share); a result that would not fit in 32 bits (a sum above
+ * 0xFFFFFFFF, a difference below 0) gives VNR_E_BAD_ARGUMENT with nothing more sent. The read and the
+ * change are two separate holds of the lock. The reader keeps the result until rf_transfer. */
+VNR_API int16_t VNR_CALL rf_increment(int32_t icdev, uint8_t addr, uint32_t value);
+VNR_API int16_t VNR_CALL rf_decrement(int32_t icdev, uint8_t addr, uint32_t value);
+
+/* Sends the transfer command for block `addr` (not checked); never sent by the library itself. */
+VNR_API int16_t VNR_CALL rf_transfer(int32_t icdev, uint8_t addr);
+
+/* ---- Contactless cards: Ultralight-class and NTAG215 tags ------------------------------------------
+ * Tags of 4-byte pages; page numbers are not checked. Activation waits a flat 200 ms. */
+
+/* Activate a tag (32 41 00 00) and give its 7-byte identifier in `uid` (7 bytes): MF_OpenCard in the
+ * reader's order, NTAG215_OpenCard reversed. A shorter reply gives VNR_E_END_BYTE. `reserved` is not
+ * read. */
+VNR_API int16_t VNR_CALL MF_OpenCard(int32_t icdev, uint8_t reserved, uint8_t* uid);
+VNR_API int16_t VNR_CALL NTAG215_OpenCard(int32_t icdev, uint8_t* uid);
+
+/* Authenticates with `keylen` bytes of `key`; the command holds at most 197, so a longer `keylen` gives
+ * VNR_E_BAD_ARGUMENT. */
+VNR_API int16_t VNR_CALL MF_Authentication(int32_t icdev, const uint8_t* key, uint8_t keylen);
+
+/* Read from page `addr`: `out` gets the reply as it came and must hold 100 bytes (a longer reply gives
+ * VNR_E_END_BYTE); its length is not reported (a tag answers 16 bytes, four pages). */
+VNR_API int16_t VNR_CALL MF_Read(int32_t icdev, uint8_t addr, uint8_t* out);
+VNR_API int16_t VNR_CALL NTAG215_Read(int32_t icdev, uint8_t addr, uint8_t* out);
+
+/* Write the 4 bytes of `data` to page `addr` (32 4C and C1 4C). */
+VNR_API int16_t VNR_CALL MF_Write_4bytes(int32_t icdev, uint8_t addr, const uint8_t* data);
+VNR_API int16_t VNR_CALL NTAG215_Write_4bytes(int32_t icdev, uint8_t addr, const uint8_t* data);
+
+/* Writes the 4 bytes of `data` to the one-time-programmable page 3, by MF_Write_4bytes. */
+VNR_API int16_t VNR_CALL MF_WriteOTp(int32_t icdev, const uint8_t* data);
+
+/* Sets the lock bit of `page` by MF_Write_4bytes (the other bits written are 0): pages 3 to 15 in page 2
+ * (3 to 7 in its third byte, 8 to 15 in its fourth), pages 16 to 39 in the first byte of page 40 (one
+ * bit for each four pages: 16-19 0x02, 20-23 0x04, 24-27 0x08, 28-31 0x20, 32-35 0x40, 36-39 0x80), 42
+ * and 43 in its second byte (0x20, 0x40), 44 to 47 together (0x80). Any other page gives VNR_E_GENERAL
+ * and nothing is sent. */
+VNR_API int16_t VNR_CALL MF_WriteLock(int32_t icdev, uint8_t page);
+
+/* Authenticates with the tag's 4-byte password; a `KeyLength` other than 4 gives VNR_E_GENERAL (after
+ * the handle check). */
+VNR_API int16_t VNR_CALL NTAG215_Authentication(int32_t icdev, const uint8_t* key, uint8_t KeyLength);
+
+/* Writes the 4-byte password `key` to page 0x85 by NTAG215_Write_4bytes. A
+ * `KeyLength` other than 4 gives VNR_E_GENERAL, with nothing sent and no log line. */
+VNR_API int16_t VNR_CALL NTAG215_ChangeKey(int32_t icdev, const uint8_t* key, uint8_t KeyLength);
+
+/* Writes the lock bytes 70 00 00 00 to page 0x82 by NTAG215_Write_4bytes. */
+VNR_API int16_t VNR_CALL NTAG215_WriteLock(int32_t icdev);
+
+/* Reads the base information area, pages 0x50 to 0x7F, and gives it as a text: its bytes up to and with
+ * the first zero byte. `out` must hold 193 bytes (192 and the terminator); an area without a zero in
+ * that room is refused with VNR_E_END_BYTE. A null `out` gives VNR_E_BAD_ARGUMENT with nothing sent. */
+VNR_API int16_t VNR_CALL NTAG215_ReadBaseInfo(int32_t icdev, char* out);
+
+/* What NTAG215_Init gives at the step that failed (the step's own status is not passed on). */
+#define VNR_NTAG215_INIT_AUTHENTICATION (-1)  /* the default password was not accepted (or a bad icdev) */
+#define VNR_NTAG215_INIT_CHANGE_KEY     (-2)  /* the new password could not be written */
+#define VNR_NTAG215_INIT_WRITE_PAGE     (-3)  /* a page of the text could not be written */
+#define VNR_NTAG215_INIT_WRITE_LOCK     (-4)  /* the lock bytes could not be written */
+#define VNR_NTAG215_INIT_TEXT           (-5)  /* the text is longer than 192 bytes, or null */
+
+/* Initialises a delivered tag that NTAG215_OpenCard has activated: authenticates with the default
+ * password FF FF FF FF, writes the 4-byte `key` as the new password, writes the zero-terminated `text`
+ * (at most 192 bytes) from page 0x50 on, four bytes a page (the last page padded with zeros), and writes
+ * the lock bytes. A text that is too long is refused only after the password change, so the tag keeps
+ * its new password; a null text is refused before anything is sent. An empty text writes no page.
+ * Returns 0 or a VNR_NTAG215_INIT_* value. */
+VNR_API int16_t VNR_CALL NTAG215_Init(int32_t icdev, const uint8_t* key, const char* text);
+
+/* ---- Contactless cards: peer-to-peer ---------------------------------------------------------------- */
+
+/* Sends `len` bytes of `data` (at most 1019; more gives VNR_E_BAD_ARGUMENT) with `type` to the reader
+ * for peer-to-peer transfer (70 00). The reply is dropped: only the status comes back. There is no handle
+ * check of its own: an icdev below 1 gives VNR_E_HANDLE_EXCHANGE. */
+VNR_API int16_t VNR_CALL NFC_P2P(int32_t icdev, uint8_t type, uint16_t len, const uint8_t* data);
+/* ---- DES and triple DES: no reader; each block of 8 bytes by itself (ECB, no chaining) ----------
+ * Keys are bytes: 8 for DES, the low bit of each (its parity bit) ignored; 16 for two-key triple DES,
+ * K1 then K2, enciphering E(K1) D(K2) E(K1) and deciphering D(K1) E(K2) D(K1). A short last block is
+ * filled with zero bytes. No argument is checked but the length; the caller's buffers must be large
+ * enough. */
+
+/* Enciphers (des_encrypt) or deciphers (des_decrypt) `msgLen` bytes of `src`, 1 to 16, under an 8-byte
+ * key: one block up to 8 bytes, two from 9. Exactly `msgLen` bytes go to `dst`, so only whole messages
+ * of 8 or 16 bytes can be deciphered again. Returns 0, or VNR_E_BAD_ARGUMENT for a `msgLen` of 0 or
+ * above 16, with `dst` untouched. */
+VNR_API int16_t VNR_CALL des_encrypt(const uint8_t* key, const uint8_t* src, uint8_t msgLen, uint8_t* dst);
+VNR_API int16_t VNR_CALL des_decrypt(const uint8_t* key, const uint8_t* src, uint8_t msgLen, uint8_t* dst);
+
+/* As des_encrypt and des_decrypt, under a 16-byte triple DES key. With K1 equal to K2 they give what
+ * des_encrypt and des_decrypt give under K1. */
+VNR_API int16_t VNR_CALL des3_encrypt(const uint8_t* key, const uint8_t* src, uint8_t msgLen, uint8_t* dst);
+VNR_API int16_t VNR_CALL des3_decrypt(const uint8_t* key, const uint8_t* src, uint8_t msgLen, uint8_t* dst);
+
+/* Enciphers (rf_encrypt) or deciphers (rf_decrypt) `msgLen` bytes of `src`, 0 to 65535, under an 8-byte
+ * key, block by block. Every block goes to `dst`, which takes `msgLen` rounded up to a multiple of 8
+ * bytes (nothing for 0); `src` and `dst` may be the same buffer. Always returns 0. */
+VNR_API int16_t VNR_CALL rf_encrypt(const uint8_t* key, const uint8_t* src, uint16_t msgLen, uint8_t* dst);
+VNR_API int16_t VNR_CALL rf_decrypt(const uint8_t* key, const uint8_t* src, uint16_t msgLen, uint8_t* dst);
+
 /* ---- Identity card: the module's commands --------------------------------------------------------
  * The reply of the module (module_reply): length (2 bytes, big-endian, the whole reply), SW1 SW2 SW3,
  * then data. A read's data: text_len (2), photo_len (2), [fingerprint_len (2) for the D0 04 and D0 07

@@ -4,7 +4,7 @@
 #                                         Windows cross-compilers and Wine (default)
 set -euo pipefail
 
-packages=(build-essential cmake ninja-build binutils googletest libgtest-dev libgmock-dev libbenchmark-dev
+packages=(build-essential cmake ninja-build binutils googletest libgtest-dev libgmock-dev libbenchmark-dev libssl-dev
           nlohmann-json3-dev
           # text on card pictures: FreeType and fontconfig, a 12-pixel Song bitmap font and AR PL UMing
           libfreetype-dev libfontconfig-dev xfonts-wqy fonts-arphic-uming)

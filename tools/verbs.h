@@ -16,5 +16,9 @@ int serial_command(int argc, char** argv);    // serial_command.cpp
 int eeprom_command(int argc, char** argv);    // eeprom_command.cpp
 int stripe_command(int argc, char** argv);    // stripe_command.cpp
 int pin_command(int argc, char** argv);       // pin_command.cpp
+int contact_command(int argc, char** argv);   // contact_command.cpp
+int rf_command(int argc, char** argv);        // rf_command.cpp
+int mifare_command(int argc, char** argv);    // mifare_command.cpp
+int ntag_command(int argc, char** argv);      // ntag_command.cpp
 
 }  // namespace vnr::tool

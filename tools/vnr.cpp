@@ -56,6 +56,25 @@ constexpr Verb kVerbs[] = {
             "    set the PIN pad's PIN length (default 6) and entry time-out (default 30 s), then read a PIN\n"
             "    in the clear, or enciphered under user key N with the 6 bytes of --block, in hexadecimal",
      vnr::tool::pin_command},
+    {"contact", "contact status|atr|apdu HEX...|read ADDR LEN|write ADDR HEX [--slot N] [--json]\n"
+                "    a card in contact slot N (default 0): status prints the slot's state, atr powers the card up\n"
+                "    and prints its answer to reset, apdu powers it up when it lies unpowered and sends each APDU\n"
+                "    (hexadecimal), printing the answer and its status word; read and write identify a memory card\n"
+                "    and read LEN bytes or write the bytes given at ADDR",
+     vnr::tool::contact_command},
+    {"rf", "rf scan [--wait SECONDS] [--json]\n"
+           "    switch the RF field on, wait for a contactless card and say what it is (identity card, CPU\n"
+           "    card or Mifare-class card) with its identifier and ATS; --wait gives up after this many seconds",
+     vnr::tool::rf_command},
+    {"mifare", "mifare dump [--key HEX]... [--key-b] [--json]\n"
+               "    read every block of a Mifare-class 1K card, each sector opened with the first given key\n"
+               "    (6 bytes; default FFFFFFFFFFFF) that it takes; --key-b uses them as B keys",
+     vnr::tool::mifare_command},
+    {"ntag", "ntag read PAGE [--key HEX] | write PAGE HEX [--key HEX] | init --key HEX --text T\n"
+             "    on an NTAG215 tag: read four pages from PAGE, write 4 bytes to PAGE (after authenticating\n"
+             "    with the password --key), or initialise a delivered tag: new password --key, the text from\n"
+             "    page 0x50 on (at most 192 bytes in GBK), then the lock bytes",
+     vnr::tool::ntag_command},
     {"statuses", "statuses [--json]\n"
                  "    every status code of the library with what it means",
      vnr::tool::statuses_command},

@@ -49,14 +49,15 @@ bool HidReader::set_feature(std::span<const std::uint8_t> report) {
 
     const Clock::time_point arrived = now();
     const auto body = report.subspan(1, std::min(kHidSliceIn, report.size() - 1));
-    const std::vector<std::uint8_t> reply = reader_.receive(body, arrived);
-    if (reply.empty()) return true;
+    queue(reader_.receive(body, arrived), arrived + options_.latency);
+    return true;
+}
 
+void HidReader::queue(const std::vector<std::uint8_t>& reply, Clock::time_point ready) {
     // The whole answer, noise included, is one stream cut into equal slices, so noise before the
     // start byte shortens the frame's share of the first report.
     const std::size_t form_slice = reader_.form() == Form::plain ? kHidSlicePlain : kHidSliceSplit;
     const std::size_t slice = std::min(form_slice, report_length_ - 1);
-    Clock::time_point ready = arrived + options_.latency;
     for (std::size_t offset = 0; offset < reply.size(); offset += slice) {
         const auto first = reply.begin() + static_cast<std::ptrdiff_t>(offset);
         const auto last = first + static_cast<std::ptrdiff_t>(std::min(slice, reply.size() - offset));
@@ -64,13 +65,18 @@ bool HidReader::set_feature(std::span<const std::uint8_t> report) {
         last_ready_ = ready;
         ready += options_.report_interval;
     }
-    return true;
 }
 
 bool HidReader::get_feature(std::span<std::uint8_t> report) {
     const std::lock_guard lock(mutex_);
-    if (report.size() != report_length_ || report[0] != kHidReportId || gone() || pending_.empty() ||
-        pending_.front().ready > now()) {
+    const Clock::time_point asked = now();
+    // Polled whatever the report is like: time passes for the reader all the same, and under hangup
+    // this gives a pending reply up.
+    const std::vector<std::uint8_t> late = reader_.poll(asked);
+    const bool hung_up = gone();
+    if (!hung_up) queue(late, asked + options_.latency);
+    if (report.size() != report_length_ || report[0] != kHidReportId || hung_up || pending_.empty() ||
+        pending_.front().ready > asked) {
         ++stats_.gets_refused;
         return false;
     }

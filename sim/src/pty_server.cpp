@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -117,12 +118,25 @@ struct PtyServer::State {
         log("> " + shown(bytes));
     }
 
+    // How long the next wait for input may last: kStatePollMs, or less to wake for a pending reply.
+    int wait_ms() const {
+        const auto due = reader.next_due();
+        if (!due) return kStatePollMs;
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(*due - Clock::now()).count();
+        return static_cast<int>(std::clamp<decltype(left)>(left, 0, kStatePollMs));
+    }
+
     void run() {
         std::array<std::uint8_t, kReadChunk> buffer{};
         while (!stopping) {
             follow_hangup();
+            if (pty.master) {
+                // A reply that a model held pending and has now settled (or whose wait ran out).
+                const std::vector<std::uint8_t> late = reader.poll(Clock::now());
+                if (!late.empty()) send(late);
+            }
             std::array<pollfd, 2> fds{{{wake.get(), POLLIN, 0}, {pty.master ? pty.master.get() : -1, POLLIN, 0}}};
-            if (::poll(fds.data(), fds.size(), kStatePollMs) <= 0) continue;
+            if (::poll(fds.data(), fds.size(), wait_ms()) <= 0) continue;
             if (fds[0].revents & POLLIN) detail::drain(wake.get());
             if (stopping) break;
             if (!(fds[1].revents & POLLIN)) {

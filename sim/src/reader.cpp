@@ -22,10 +22,8 @@ Times Times::count(std::uint32_t replies) {
     return Times{false, replies};
 }
 
-Reader::Reader(Deck deck)
-    : deck_(std::move(deck)), replies_(deck_.replies.begin(), deck_.replies.end()), idcard_(deck_.idcard) {
+Reader::Reader(Deck deck) : deck_(std::move(deck)), replies_(deck_.replies.begin(), deck_.replies.end()) {
     deck_.replies.clear();
-    deck_.idcard = {};  // the module keeps the cards; deck() asks it
 }
 
 std::vector<std::uint8_t> Reader::receive(std::span<const std::uint8_t> bytes) {
@@ -35,7 +33,9 @@ std::vector<std::uint8_t> Reader::receive(std::span<const std::uint8_t> bytes) {
 std::vector<std::uint8_t> Reader::receive(std::span<const std::uint8_t> bytes, Clock::time_point now) {
     const std::lock_guard lock(mutex_);
     std::vector<std::uint8_t> out;
+    if (faults_[index_of(Fault::hangup)]) give_up();
     if (bytes.empty() || faults_[index_of(Fault::hangup)]) return out;
+    settle(now, out);
 
     const std::uint64_t skipped_before = decoder_.skipped();
     if (decoder_.mid_frame() && last_byte_ && now - *last_byte_ > kFrameGap) decoder_.reset();
@@ -47,6 +47,7 @@ std::vector<std::uint8_t> Reader::receive(std::span<const std::uint8_t> bytes, C
     stats_.bytes_skipped += decoder_.skipped() - skipped_before;
     for (const Frame& frame : frames) {
         ++stats_.frames_received;
+        give_up();
         if (frame.fault != Frame::Fault::none) {
             ++stats_.bad_frames;
             emit(Reply{kBadFrameStatus, {}, std::nullopt}, out);
@@ -54,12 +55,47 @@ std::vector<std::uint8_t> Reader::receive(std::span<const std::uint8_t> bytes, C
         }
         commands_.push_back(frame.payload);
         if (commands_.size() > kHistoryCommands) commands_.pop_front();
-        emit(answer(frame.payload), out);
+        if (const auto reply = answer(frame.payload, now)) emit(*reply, out);
     }
     return out;
 }
 
-Reader::Reply Reader::answer(std::span<const std::uint8_t> command) {
+std::vector<std::uint8_t> Reader::poll(Clock::time_point now) {
+    const std::lock_guard lock(mutex_);
+    std::vector<std::uint8_t> out;
+    if (faults_[index_of(Fault::hangup)]) {
+        give_up();
+    } else {
+        settle(now, out);
+    }
+    return out;
+}
+
+std::optional<Reader::Clock::time_point> Reader::next_due() const {
+    const std::lock_guard lock(mutex_);
+    if (!pending_) return std::nullopt;
+    return pending_->due;
+}
+
+void Reader::settle(Clock::time_point now, std::vector<std::uint8_t>& out) {
+    if (!pending_) return;
+    Answer answer = pending_->model->settle(now);
+    if (answer.pending) {
+        pending_->due = *answer.pending;
+        return;
+    }
+    pending_.reset();
+    emit(Reply{answer.status, std::move(answer.data), std::nullopt}, out);
+}
+
+void Reader::give_up() {
+    if (!pending_) return;
+    pending_->model->abandon();
+    pending_.reset();
+    ++stats_.replies_given_up;
+}
+
+std::optional<Reader::Reply> Reader::answer(std::span<const std::uint8_t> command, Clock::time_point now) {
     for (auto it = replies_.begin(); it != replies_.end(); ++it) {
         if (!starts_with(command, it->command)) continue;
         Reply reply{it->status, it->data, it->raw};
@@ -70,7 +106,15 @@ Reader::Reply Reader::answer(std::span<const std::uint8_t> command) {
         const std::string& text = command[2] == 0 ? deck_.reader_version : deck_.contactless_version;
         return Reply{0, std::vector<std::uint8_t>(text.begin(), text.end()), std::nullopt};
     }
-    if (auto module = idcard_.answer(command)) return Reply{module->status, std::move(module->data), std::nullopt};
+    for (Model& model : deck_.models.all()) {
+        auto answer = model.answer_at(command, now);
+        if (!answer) continue;
+        if (answer->pending) {
+            pending_ = Pending{&model, *answer->pending};
+            return std::nullopt;
+        }
+        return Reply{answer->status, std::move(answer->data), std::nullopt};
+    }
     ++stats_.unknown_commands;
     return Reply{deck_.unknown_command_status, {}, std::nullopt};
 }
@@ -167,29 +211,16 @@ void Reader::set_version(int module, std::string text) {
     (module == 0 ? deck_.reader_version : deck_.contactless_version) = std::move(text);
 }
 
-void Reader::put_idcard(CardKind card) {
-    const std::lock_guard lock(mutex_);
-    idcard_.put(card);
+Locked<Model> Reader::model(std::string_view name) {
+    std::unique_lock lock(mutex_);
+    Model* found = deck_.models.find(name);
+    if (!found) throw std::out_of_range("the reader has no model named " + std::string(name));
+    return Locked<Model>(std::move(lock), *found);
 }
 
-CardKind Reader::idcard_on_reader() const {
-    const std::lock_guard lock(mutex_);
-    return idcard_.on_reader();
-}
-
-void Reader::fail_idcard(SwTriple sw, Times times) {
-    const std::lock_guard lock(mutex_);
-    idcard_.fail(sw, times);
-}
-
-void Reader::clear_idcard_failure() {
-    const std::lock_guard lock(mutex_);
-    idcard_.clear_failure();
-}
-
-std::optional<StandingFailure> Reader::idcard_failure() const {
-    const std::lock_guard lock(mutex_);
-    return idcard_.failure();
+Locked<ModelSet> Reader::models() {
+    std::unique_lock lock(mutex_);
+    return Locked<ModelSet>(std::move(lock), deck_.models);
 }
 
 void Reader::add_reply(CannedReply reply) {
@@ -206,7 +237,6 @@ Deck Reader::deck() const {
     const std::lock_guard lock(mutex_);
     Deck out = deck_;
     out.replies.assign(replies_.begin(), replies_.end());
-    out.idcard = idcard_.setup();
     return out;
 }
 

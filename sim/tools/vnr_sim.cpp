@@ -17,11 +17,14 @@
 #include "vnrsim/control.h"
 #include "vnrsim/control_server.h"
 #include "vnrsim/deck.h"
+#include "vnrsim/help.h"
 #include "vnrsim/pty_server.h"
 #include "vnrsim/reader.h"
 
 namespace {
 
+// The program's own part of --help; the deck format and the control commands follow, from the help of
+// the reader and its models (vnrsim/help.h).
 constexpr const char* kUsage = R"(usage: vnr-sim --deck FILE [options]
 
 Serves a simulated vnr_32 reader on a pseudo-terminal, as a reader on a serial port. Prints
@@ -41,61 +44,6 @@ Options:
   --verbose            log every frame in and out on stderr
   --help               this text
 
-Deck (JSON; every key optional, unknown keys refused):
-  {
-    "comment": "any text",
-    "reader_version": "VNR-32 R1.08",          answer to 31 11 00 (UTF-8, sent as GBK)
-    "contactless_version": "VNR-32 RF 2.05",   answer to 31 11 01
-    "reply_form": "split",                     or "plain"
-    "baud": 115200,                            0: as fast as possible
-    "unknown_command_status": "6D00",          S1S2 for unknown commands (default 6D00)
-    "replies": [                               tried in order, before the built-in answers
-      {"command": "3111", "status": "6A82", "times": 1},
-      {"command": "3250", "status": 0, "data": "00 00 90", "fill": {"length": 1286, "byte": 90}},
-      {"command": "C009", "fill": {"length": 8, "pattern": "0102"}},
-      {"command": "3066", "raw": "02 00 01 00 00 03"}
-    ],
-    "idcard": {                                the identity card module
-      "on_reader": "resident",                 none (default), resident or foreign
-      "module_id": "99000000000000000000000000000001",   answer to 32 51
-      "resident": {"name": "林示例", "sex": "1", "nation": "01", "birthday": "19880614",
-                   "address": "...", "id_number": "...", "issue_department": "...",
-                   "valid_from": "20150320", "valid_expiry": "20350320", "reserve": "",
-                   "photo": {"bmp": "portraits/resident.bmp"},
-                   "fingerprint": {"fill": {"length": 1024, "pattern": "4643"}},
-                   "card_id": "9900000000000001", "added": "2000", "management": "01"},
-      "foreign": {"english_name": "...", "sex": "1", "card_number": "...", "country_code": "CAN",
-                  "chinese_name": "...", "valid_from": "...", "valid_expiry": "...",
-                  "birthday": "...", "card_version": "01", "authority_code": "9900",
-                  "card_mark": "I", "reserve": "", "photo": {"hex": "..."}}
-    }
-  }
-  A reply matches a command that begins with its "command" bytes. "data" then "fill" make the
-  reply data ("fill": "length" bytes of "byte", or of "pattern" repeated). "raw" bytes go out as
-  they are, instead of a frame. "times": answered that many times, then dropped. A status is a
-  number or hex digits. A command frame with a wrong check or end byte is answered with 6F00.
-  Canned replies go before the identity card module too.
-
-Identity card module: D0 01 find (00 00 9F, data: the card id), D0 02 select (00 00 90),
-D0 03 and 32 50 read text and photo (1289 bytes), D0 04 and D0 07 read text, photo and
-fingerprint data (2315 bytes with 1024 bytes of fingerprint data), D0 05 added and D0 06
-management information (00 00 90), 32 51 module id and 32 52 card id (raw bytes; 32 52 without
-a card: status 0080). Without a card the module answers 00 00 80. The example names every text
-field of both cards; each is UTF-8, and one that does not fit its width as UTF-16 is refused.
-"photo" is {"bmp": FILE} (102 x 126 pixels, relative to the deck's folder), {"hex": ...} or
-{"fill": ...}, zero-padded to 1024 bytes; "fingerprint" is {"hex": ...} or {"fill": ...}, up to
-1024 bytes.
-
-Control commands (one a line, answered "ok ..." or "error: ..."):
-  fault noise N [WHEN] | fault silence [WHEN] | fault check [WHEN] | fault end [WHEN]
-  fault cut [N] [WHEN]   (N bytes of the frame go out; default half)
-  fault hangup           (the pty closes until "clear"; a new pty is then linked in its place)
-      WHEN: once (default), always, or a count of replies
-  idcard                 (which card lies on the reader, and a failure standing)
-  idcard resident|foreign|off     (put the deck's card on the reader, or take it off)
-  idcard fail SW [WHEN]  (the module answers the triple SW, e.g. 000041, instead of its reply)
-  clear [FAULT|idcard|replies|history]   faults   form split|plain   baud N   version 0|1 TEXT
-  reply HEXCMD STATUS [HEXDATA] [times N]   stats   history [N]   help   quit
 )";
 
 [[noreturn]] void usage_error(const std::string& message) {
@@ -129,6 +77,7 @@ Options parse(int argc, char** argv) {
         const std::string_view option = argv[i];
         if (option == "--help" || option == "-h") {
             std::fputs(kUsage, stdout);
+            std::fputs(vnrsim::help_text(vnrsim::ModelSet()).c_str(), stdout);
             std::exit(0);
         }
         if (option == "--verbose") {

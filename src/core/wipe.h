@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <type_traits>
 #include <vector>
 
 namespace vnr::core {
@@ -15,6 +16,13 @@ namespace vnr::core {
 inline void secure_wipe(std::span<std::uint8_t> bytes) noexcept {
     volatile std::uint8_t* at = bytes.data();
     for (std::size_t i = 0; i < bytes.size(); ++i) at[i] = 0;
+}
+
+// The same for the whole storage of a plain object (an array of round keys, a work block).
+template <typename T>
+    requires std::is_trivially_copyable_v<T>
+inline void secure_wipe_object(T& object) noexcept {
+    secure_wipe({reinterpret_cast<std::uint8_t*>(&object), sizeof(T)});
 }
 
 // A heap buffer of bytes that wipes itself when it is given up.

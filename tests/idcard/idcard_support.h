@@ -100,7 +100,7 @@ struct Reply {
         auto be = [](Bytes& out, std::size_t v) { out.push_back((v >> 8) & 0xFF), out.push_back(v & 0xFF); };
         Bytes out;
         be(out, 0);
-        out.insert(out.end(), {sw1, sw2, sw3});
+        out.push_back(sw1), out.push_back(sw2), out.push_back(sw3);
         be(out, text_len.value_or(text.size()));
         be(out, photo_len.value_or(wlt.size()));
         if (fingerprint) be(out, fingerprint_len.value_or(fingerprint->size()));

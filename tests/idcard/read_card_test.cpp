@@ -2,6 +2,7 @@
 // handle, a failed exchange, a bad triple and a malformed reply; what it leaves in the record; where
 // its photo files go and which it deletes; wz.txt; the order of the checks; and both links.
 #include "idcard/idcard_support.h"
+#include "models/idcard/idcard_module.h"
 
 #include "wlt/codec.h"
 
@@ -438,7 +439,7 @@ TEST_P(DeckCardOnEachLink, TheSimulatedCardsReadWhole) {
     ASSERT_EQ(IDCard_Read_IDNUM(icdev, &len, data.data()), 0);
     EXPECT_EQ(Bytes(data.begin(), data.begin() + len), vnrsim::parse_hex("99 01 00 00 00 00 00 01"));
 
-    reader.put_idcard(vnrsim::CardKind::foreign);
+    reader.model<vnrsim::IdCardModule>()->put(vnrsim::CardKind::foreign);
     uint32_t is_foreign = 0;
     std::string line(3200, '\0');
     ASSERT_EQ(IDCard_ReadCard_Foreign(icdev, "C:\\f\\p.bmp", &is_foreign, line.data(), 1), 0);
@@ -448,13 +449,13 @@ TEST_P(DeckCardOnEachLink, TheSimulatedCardsReadWhole) {
     EXPECT_EQ(std::string(line.c_str()), gbk("SAMPLE, ALEX JORDAN|女/F|CAN990088060107|加拿大/CAN|安示例|20210901|"
                                              "20310901|19880601|01|9900|I||" + hex + "|"));
 
-    reader.put_idcard(vnrsim::CardKind::none);
+    reader.model<vnrsim::IdCardModule>()->put(vnrsim::CardKind::none);
     EXPECT_EQ(IDCard_Find(icdev, &len, data.data()), VNR_E_FIND_STATUS);
     std::string message(32, 'x');
     EXPECT_EQ(IDCard_ReadCard(icdev, message.data()), VNR_E_CARD_STATUS);
     EXPECT_EQ(message, errtext_after(gbk("寻找卡片失败")));
-    reader.put_idcard(vnrsim::CardKind::resident);
-    reader.fail_idcard({0x07, 0x08, 0x41});
+    reader.model<vnrsim::IdCardModule>()->put(vnrsim::CardKind::resident);
+    reader.model<vnrsim::IdCardModule>()->fail({0x07, 0x08, 0x41}, vnrsim::Times::once);
     message.assign(32, 'x');
     EXPECT_EQ(IDCard_ReadCard(icdev, message.data()), VNR_E_CARD_STATUS);
     EXPECT_EQ(message, errtext_after(gbk("读卡失败")));

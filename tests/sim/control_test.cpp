@@ -1,6 +1,7 @@
 // tests/sim/control_test.cpp: the control command parser, one line after another against one reader:
 // each line's answer, and what the reader does afterwards. The scripts' own lines also reach it under
-// Wine; this adds the counts, the listings and the refusals.
+// Wine; this adds the counts, the listings and the refusals. The models' control words are tested with
+// each model (tests/sim/models/), their routing in registry_test.cpp.
 #include <gtest/gtest.h>
 
 #include "vnrsim/control.h"
@@ -17,7 +18,7 @@ Bytes plain_reply(std::uint16_t status, const std::string& data) {
 }
 
 TEST(Control, EachLineIsAnsweredAndChangesTheReaderAsItSays) {
-    vnrsim::Reader reader(vnrsim::Deck::parse(R"({"contactless_version": "RF 2.05", "idcard": {"resident": {}}})"));
+    vnrsim::Reader reader(vnrsim::Deck::parse(R"({"contactless_version": "RF 2.05"})"));
     int quits = 0;
     vnrsim::Control control(reader, [&] { ++quits; });
     // Each line and the start of its answer; "error: " lines must leave the reader as it was.
@@ -28,15 +29,9 @@ TEST(Control, EachLineIsAnsweredAndChangesTheReaderAsItSays) {
         {"fault check always", "ok fault check always"},
         {"fault hangup", "ok fault hangup"},
         {"clear cut", "ok cut cleared"},
-        {"idcard fail 010091 3", "ok idcard fail 010091 for 3 replies"},
-        {"faults", "ok noise 2 for 3 replies, silence once, check always, hangup, idcard 010091 for 3 replies"},
+        {"faults", "ok noise 2 for 3 replies, silence once, check always, hangup"},
         {"clear", "ok faults cleared"},
         {"faults", "ok none"},
-        {"idcard", "ok idcard none"},
-        {"IDCARD Resident", "ok idcard resident"},
-        {"idcard foreign", "error: the deck has no foreign card"},
-        {"idcard fail 000047 always", "ok idcard fail 000047 always"},
-        {"idcard", "ok idcard resident, fail 000047 always"},
         {"form plain", "ok form plain"},
         {"baud 9600", "ok baud 9600"},
         {"version 1   RF 3.00 beta  ", "ok version 1 RF 3.00 beta"},
@@ -46,8 +41,7 @@ TEST(Control, EachLineIsAnsweredAndChangesTheReaderAsItSays) {
         {"", "error: "}, {"launch", "error: unknown command"}, {"fault noise", "error: "},
         {"fault noise 3 0", "error: "}, {"fault hangup once", "error: "}, {"clear everything", "error: "},
         {"form compact", "error: "}, {"baud fast", "error: "}, {"version 2 x", "error: "},
-        {"reply 31G1 0", "error: "}, {"reply 3111 0 00 times 0", "error: "}, {"idcard fail 00 00 41", "error: "},
-        {"idcard upside-down", "error: "},
+        {"reply 31G1 0", "error: "}, {"reply 3111 0 00 times 0", "error: "},
     };
     for (const auto& [line, answer] : lines) {
         const std::string got = control.execute(line);
@@ -57,18 +51,14 @@ TEST(Control, EachLineIsAnsweredAndChangesTheReaderAsItSays) {
     EXPECT_TRUE(reader.faults().empty());
     EXPECT_FALSE(reader.hung_up());
     EXPECT_EQ(reader.baud(), 9600u);
-    EXPECT_EQ(reader.idcard_on_reader(), vnrsim::CardKind::resident);
-    ASSERT_TRUE(reader.idcard_failure());
-    EXPECT_EQ(reader.idcard_failure()->times, vnrsim::Times::always);
     const auto ask = [&](const char* command) {
         return reader.receive(vnrsim::encode_frame(vnrsim::parse_hex(command), vnrsim::Form::split));
     };
     EXPECT_EQ(ask("31 11 01"), plain_reply(0x6A82, ""));
     EXPECT_EQ(ask("31 11 01"), plain_reply(0, "RF 3.00 beta"));
-    EXPECT_EQ(ask("32 50"), plain_reply(0, "\xA0\xB1")) << "a canned reply goes before the card module";
-    EXPECT_EQ(ask("D0 02"), plain_reply(0, std::string("\x00\x05\x00\x00\x47", 5))) << "the standing triple";
-    EXPECT_EQ(control.execute("stats"), "ok received 4 sent 4 bad 0 unknown 0 silenced 0 skipped 0");
-    EXPECT_EQ(control.execute("history 2"), "ok 3250 D002");
+    EXPECT_EQ(ask("32 50"), plain_reply(0, "\xA0\xB1"));
+    EXPECT_EQ(control.execute("stats"), "ok received 3 sent 3 bad 0 unknown 0 silenced 0 skipped 0");
+    EXPECT_EQ(control.execute("history 2"), "ok 311101 3250");
     EXPECT_EQ(control.execute("clear history"), "ok history cleared");
     EXPECT_EQ(control.execute("history"), "ok");
 }

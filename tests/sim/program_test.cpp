@@ -1,6 +1,6 @@
 // tests/sim/program_test.cpp: the program vnr-sim as a script runs it: the ready file and line, the
-// link to the reader's pty, the control socket, and a clean stop on "quit". The reader on that pty
-// answers the Wine tests.
+// link to the reader's pty, the control socket, and a clean stop on "quit"; and its help, which holds
+// every model's. The reader on that pty answers the Wine tests.
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
@@ -17,6 +17,8 @@
 #include <sstream>
 #include <thread>
 
+#include "vnrsim/control.h"
+#include "vnrsim/help.h"
 
 extern char** environ;
 
@@ -86,6 +88,43 @@ TEST(Program, StartsServesAndStopsCleanlyOnQuit) {
     EXPECT_FALSE(std::filesystem::exists(control));
     EXPECT_FALSE(std::filesystem::exists(ready));
     std::filesystem::remove_all(dir);
+}
+
+// vnr-sim --help ends with the help of the reader and its models, in which every model's help stands
+// whole; the control command "help" names every model's commands.
+TEST(Program, HelpHoldsEveryModelsHelp) {
+    FILE* pipe = ::popen(VNRSIM_PROGRAM " --help", "r");
+    ASSERT_TRUE(pipe);
+    std::string usage;
+    char buffer[4096];
+    for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) usage.append(buffer, n);
+    EXPECT_EQ(::pclose(pipe), 0);
+    const vnrsim::ModelSet models;
+    const std::string text = vnrsim::help_text(models);
+    EXPECT_TRUE(usage.ends_with(text));
+
+    // The help reflows prose and indents examples: compare with every run of blanks made one space.
+    const auto squeezed = [](std::string_view in) {
+        std::string out;
+        for (const char c : in) {
+            const bool blank = c == ' ' || c == '\n';
+            if (!blank || (!out.empty() && out.back() != ' ')) out += blank ? ' ' : c;
+        }
+        return out;
+    };
+    const std::string flat = squeezed(text);
+    vnrsim::Reader reader;
+    const std::string line = vnrsim::Control(reader).execute("help");
+    for (const vnrsim::Model& model : models.all()) {
+        const vnrsim::ModelHelp& help = model.help();
+        for (const std::string_view part : {help.title, help.about, help.deck_example, help.deck_keys})
+            EXPECT_NE(flat.find(squeezed(part)), std::string::npos) << model.name() << ": " << part;
+        for (const vnrsim::CommandHelp& command : help.commands) {
+            EXPECT_NE(flat.find(squeezed(std::string(command.syntax) + " " + std::string(command.what))),
+                      std::string::npos) << command.syntax;
+            EXPECT_NE(line.find(command.syntax), std::string::npos) << command.syntax;
+        }
+    }
 }
 
 }  // namespace

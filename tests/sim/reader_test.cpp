@@ -1,30 +1,24 @@
 // tests/sim/reader_test.cpp: what the simulated reader does that no test through the library drives:
-// broken command frames, the card module's answers to its other commands and without a card, the
-// counting of an injected triple, and a HID interface with shorter reports, a command across two of
-// them and a first-report latency.
+// broken command frames, a HID interface with shorter reports, a command across two of them and a
+// first-report latency, and replies that come later (a stripe read's): settled, faulted or given up in
+// the reader, and delivered by the HID interface on a driven clock and by the pty as they come.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <unistd.h>
 
-#include "vnrsim/frame.h"
+#include "ask.h"
+#include "models/stripe/stripe_head.h"
 #include "vnrsim/hid_reader.h"
-#include "vnrsim/reader.h"
+#include "vnrsim/pty_server.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-using Bytes = std::vector<std::uint8_t>;
 using vnrsim::Form;
 using vnrsim::Reader;
-
-Bytes command(const char* hex) { return vnrsim::encode_frame(vnrsim::parse_hex(hex), Form::split); }
-
-// The status and data of the one reply frame to `hex`.
-std::pair<std::uint16_t, Bytes> ask(Reader& reader, const char* hex) {
-    vnrsim::FrameDecoder decoder;
-    const auto frames = decoder.feed(reader.receive(command(hex)));
-    if (frames.size() != 1 || frames[0].payload.size() < 2) return {0xFFFF, {}};
-    const Bytes& payload = frames[0].payload;
-    return {std::uint16_t(payload[0] << 8 | payload[1]), Bytes(payload.begin() + 2, payload.end())};
-}
+using vnrsim::test::Bytes;
+using vnrsim::test::command;
 
 TEST(Reader, BrokenCommandFramesGetTheBadFrameStatusAndAreNoCommands) {
     Reader reader;
@@ -36,30 +30,6 @@ TEST(Reader, BrokenCommandFramesGetTheBadFrameStatusAndAreNoCommands) {
         EXPECT_EQ(reader.receive(broken), bad_frame);
     EXPECT_TRUE(reader.commands_received().empty());
     EXPECT_EQ(reader.stats().bad_frames, 3u);
-}
-
-TEST(Reader, CardModuleCommandsWithAndWithoutACardAndAnInjectedTriple) {
-    Reader reader{vnrsim::Deck::parse(
-        R"({"idcard": {"module_id": "A1A2A3", "resident": {"added": "AA", "management": "BBCC"}}})")};
-    reader.put_idcard(vnrsim::CardKind::resident);
-    EXPECT_EQ(ask(reader, "D0 02").second, vnrsim::parse_hex("00 05 00 00 90"));
-    EXPECT_EQ(ask(reader, "D0 05").second, vnrsim::parse_hex("00 06 00 00 90 AA"));
-    EXPECT_EQ(ask(reader, "D0 06").second, vnrsim::parse_hex("00 07 00 00 90 BB CC"));
-    reader.put_idcard(vnrsim::CardKind::none);
-    for (const char* module_command : {"D0 01", "D0 02", "D0 03", "D0 04", "D0 05", "D0 06", "D0 07", "32 50"})
-        EXPECT_EQ(ask(reader, module_command), std::make_pair(std::uint16_t{0}, vnrsim::parse_hex("00 05 00 00 80")))
-            << module_command;
-    EXPECT_EQ(ask(reader, "32 52").first, vnrsim::kNoIdCardStatus);
-    EXPECT_EQ(ask(reader, "32 51").second, vnrsim::parse_hex("A1 A2 A3")) << "the module is there without a card";
-    for (const char* unknown : {"D0 08", "D0 01 00", "32 53"})
-        EXPECT_EQ(ask(reader, unknown).first, vnrsim::kUnknownCommandStatus) << unknown;
-
-    reader.fail_idcard({0x00, 0x00, 0x41}, vnrsim::Times::count(2));
-    EXPECT_EQ(ask(reader, "D0 03").second, vnrsim::parse_hex("00 05 00 00 41"));
-    EXPECT_EQ(ask(reader, "32 51").second, vnrsim::parse_hex("A1 A2 A3")) << "raw replies neither take nor count it";
-    EXPECT_EQ(ask(reader, "D0 01").second, vnrsim::parse_hex("00 05 00 00 41"));
-    EXPECT_FALSE(reader.idcard_failure());
-    EXPECT_EQ(ask(reader, "D0 01").second, vnrsim::parse_hex("00 05 00 00 80"));
 }
 
 TEST(HidReader, ShorterReportsNarrowTheSlicesAndTheFirstReportWaitsTheLatencyFromTheCommandsLast) {
@@ -93,6 +63,95 @@ TEST(HidReader, ShorterReportsNarrowTheSlicesAndTheFirstReportWaitsTheLatencyFro
                                report.begin() + 1)) << "report " << i;
     }
     EXPECT_FALSE(hid.get_feature(report)) << "the reply is used up";
+}
+
+const vnrsim::Clock::time_point t0 = vnrsim::Clock::time_point{} + 1h;
+const vnrsim::Swipe kSwipe{{"", "1", ""}, false};
+const Bytes kSwipeReply = vnrsim::encode_frame(vnrsim::parse_hex("00 00 F5 03 F5 3B 31 3F"), Form::split);
+
+TEST(Reader, ALateReplyTakesTheFaultsAndIsGivenUpForANewCommandOrAHangup) {
+    Reader reader;
+    EXPECT_TRUE(reader.receive(command("32 60 05"), t0).empty());
+    reader.inject(vnrsim::Fault::silence);
+    reader.model<vnrsim::StripeHead>()->swipe(kSwipe);
+    EXPECT_TRUE(reader.poll(t0).empty());
+    EXPECT_EQ(reader.stats().replies_silenced, 1u) << "the settled reply met the silence";
+
+    for (const bool hangup : {false, true}) {  // a new command, then a hangup, gives the waiting read up
+        EXPECT_TRUE(reader.receive(command("32 60 05"), t0).empty());
+        if (hangup) reader.inject(vnrsim::Fault::hangup, vnrsim::Times::always);
+        const Bytes next = hangup ? Bytes{} : command("31 11 00");
+        EXPECT_EQ(vnrsim::test::reply_of(reader.receive(next, t0 + 1s)).first, hangup ? 0xFFFF : 0);
+        EXPECT_TRUE(reader.poll(t0 + 6s).empty());
+        EXPECT_FALSE(reader.next_due());
+        reader.clear_faults();
+    }
+    EXPECT_EQ(reader.stats().replies_given_up, 2u);
+}
+
+TEST(HidReader, ALateReplysReportsAreReadyAtTheFirstGetAfterItIsSettled) {
+    vnrsim::Clock::time_point now = t0;
+    Reader reader;
+    vnrsim::HidReader hid(reader, {vnrsim::kHidDefaultReportLength, 5ms, 0ms, [&] { return now; }});
+    Bytes report(vnrsim::kHidDefaultReportLength, 0);
+    const auto read = [&](Bytes frame) {
+        std::fill(report.begin(), report.end(), 0);
+        report[0] = vnrsim::kHidReportId;
+        std::copy(frame.begin(), frame.end(), report.begin() + 1);
+        return hid.set_feature(report);
+    };
+    const auto got = [&] { return vnrsim::test::reply_of(Bytes(report.begin() + 1, report.end())); };
+
+    ASSERT_TRUE(read(command("32 60 03")));
+    now += 2s;
+    EXPECT_FALSE(hid.get_feature(report)) << "still waiting";
+    reader.model<vnrsim::StripeHead>()->swipe(kSwipe);
+    EXPECT_FALSE(hid.get_feature(report)) << "settled now, ready after the latency";
+    now += 5ms;
+    ASSERT_TRUE(hid.get_feature(report));
+    EXPECT_EQ(got(), vnrsim::test::reply_of(kSwipeReply));
+
+    ASSERT_TRUE(read(command("32 60 03")));
+    now += 3s;
+    EXPECT_FALSE(hid.get_feature(report));
+    now += 5ms;
+    ASSERT_TRUE(hid.get_feature(report));
+    EXPECT_EQ(got().first, vnrsim::kSwipeTimeOutStatus);
+}
+
+TEST(PtyServer, ALateReplyGoesOutAsTheScriptOrTheControlChannelSettlesIt) {
+    Reader reader(vnrsim::Deck::parse(R"({"stripe": {"swipes": [{"after_ms": 200, "tracks": ["", "1", ""]}]}})"));
+    vnrsim::PtyServer server(reader);
+    const int fd = ::open(server.slave_path().c_str(), O_RDWR | O_NOCTTY);
+    ASSERT_GE(fd, 0);
+    // Sends a 5-second read, swipes after `swipe_after` unless it is zero, and gives the reply and when it came.
+    const auto read = [&](std::chrono::milliseconds swipe_after) {
+        const Bytes frame = command("32 60 05");
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(::write(fd, frame.data(), frame.size()), static_cast<ssize_t>(frame.size()));
+        Bytes wire;
+        bool swiped = swipe_after.count() == 0;
+        while (wire.size() < kSwipeReply.size() && std::chrono::steady_clock::now() - start < 4s) {
+            if (!swiped && std::chrono::steady_clock::now() - start >= swipe_after) {
+                reader.model<vnrsim::StripeHead>()->swipe(kSwipe);
+                swiped = true;
+            }
+            pollfd in{fd, POLLIN, 0};
+            std::uint8_t buffer[64];
+            if (::poll(&in, 1, 5) == 1) {
+                const ssize_t n = ::read(fd, buffer, sizeof buffer);
+                if (n > 0) wire.insert(wire.end(), buffer, buffer + n);
+            }
+        }
+        return std::make_pair(wire, std::chrono::steady_clock::now() - start);
+    };
+    for (const auto swipe_after : {0ms, 100ms}) {  // the script's swipe 200 ms in, then one on the control channel
+        const auto [wire, took] = read(swipe_after);
+        EXPECT_EQ(wire, kSwipeReply) << swipe_after.count();
+        EXPECT_GE(took, swipe_after.count() ? 100ms : 200ms);
+        EXPECT_LT(took, 2s) << "long before the read's 5 s";
+    }
+    ::close(fd);
 }
 
 }  // namespace

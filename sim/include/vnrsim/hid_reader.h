@@ -22,6 +22,11 @@
 // command, like a device that buffers the reply and hands out reports at its report rate). A reply left
 // unread stays queued; the next command's reply queues behind it in reports of its own.
 //
+// Late replies (a pending reply of the Reader, vnrsim/reader.h): every set and every get polls the
+// Reader at the interface's time first; a reply so settled is queued as above, its first report ready
+// `latency` after that set or get. A host polling for the reply thus gets it on the first get after
+// the swipe, the PIN or the end of the wait, with the clock the options give.
+//
 // Hangup: while the Reader's hangup fault stands, every set and get fails, as with a pulled cable, and
 // the reports still pending when a set or get meets the hangup are lost. Once the fault is cleared the
 // interface answers again.
@@ -130,6 +135,7 @@ private:
         Clock::time_point ready;
     };
     Clock::time_point now() const;
+    void queue(const std::vector<std::uint8_t>& reply, Clock::time_point ready);  // as reports, from `ready` on
     bool gone();  // true while hung up; drops what was pending, as a pulled cable loses it
 
     Reader& reader_;

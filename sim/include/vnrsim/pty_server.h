@@ -3,7 +3,10 @@
 // A background thread reads what the host writes to the slave, hands it to the Reader and writes the
 // reply back, paced at the Reader's baud rate: 10 bits a byte (start, 8 data, stop), against an
 // absolute clock, in pieces of about 1 ms, so a reply of n bytes ends n*10/baud seconds after it
-// starts. A reply starts once its whole command has arrived.
+// starts. A reply starts once its whole command has arrived; a reply that a model left pending
+// (vnrsim/reader.h) starts when it is settled: the server polls the Reader at least every 10 ms, and
+// at the time the Reader names, so a swipe on the control channel is answered within about 10 ms and a
+// wait that runs out on time.
 //
 // The slave is raw before any host opens it, and the server holds a slave descriptor of its own (with no
 // lock on it) for as long as the pty lives, so hosts may come and go; a host may lock the slave

@@ -1,13 +1,24 @@
 // sim/include/vnrsim/reader.h: the simulated reader itself, free of any transport: bytes in, bytes out.
 //
 // The reader takes the host's bytes in any chunking, decodes command frames, answers each one with one
-// reply (a canned reply of the deck, else its built-in behaviour, else the unknown-command status) in
-// its configured form, and hands back the bytes to send. Injected faults change those bytes. It records
-// what it received for tests. Every member function is safe to call from several threads at once.
+// reply in its configured form, and hands back the bytes to send. Injected faults change those bytes. It
+// records what it received for tests. Every member function is safe to call from several threads at once.
 //
-// Built-in commands: the version query 31 11 00 (reader) and 31 11 01 (contactless module), answered
-// with status 0 and the version text as data, and the commands of the identity card module
-// (vnrsim/idcard.h), answered from the deck's cards. The deck's canned replies go before both.
+// A command's reply comes from the first of these that takes it: the canned replies (the deck's, and
+// those added since), the built-in version query 31 11 00 (reader) and 31 11 01 (contactless module),
+// answered with status 0 and the version text as data, the deck's models (vnrsim/model.h) in their
+// order, and last the unknown-command status.
+//
+// Replies that come later: a model may leave a command's reply pending (vnrsim/model.h), as a stripe
+// head waiting for a swipe does. The reader then sends nothing for that command until the reply is
+// settled: poll() asks the model each time it is called, and hands back the reply's bytes (framed, with
+// the faults that stand, as any reply) once the model gives it; next_due() tells when poll() must be
+// called at the latest, for a wait that runs out or a scripted event. A transport polls whenever it
+// looks at the line and at next_due(): the pty server at least every 10 ms, the HID reader at every
+// report the host sets or asks for. Times are those the transport passes: the steady clock, or a
+// test's driven clock. One reply is pending at most; a command frame (good or broken) that arrives
+// while one is pending, or a hangup, gives it up: the model is told (Model::abandon) and no frame goes
+// out for it.
 //
 // Broken command frames: a frame with a wrong check byte or end byte, or one declaring more than
 // kMaxCommandPayload bytes, is answered with kBadFrameStatus and no data. A frame left incomplete for
@@ -27,7 +38,7 @@
 
 #include "vnrsim/deck.h"
 #include "vnrsim/frame.h"
-#include "vnrsim/idcard.h"
+#include "vnrsim/model.h"
 #include "vnrsim/times.h"
 
 namespace vnrsim {
@@ -71,8 +82,24 @@ struct Stats {
     std::uint64_t bad_frames = 0;        // of those, broken ones (answered with kBadFrameStatus)
     std::uint64_t unknown_commands = 0;  // good frames answered with the unknown-command status
     std::uint64_t frames_sent = 0;       // reply frames put out, whole or cut
+    std::uint64_t replies_given_up = 0;  // pending replies given up for a new command or a hangup
     std::uint64_t replies_silenced = 0;  // replies held back by the silence fault
     std::uint64_t bytes_skipped = 0;     // received bytes outside any frame, dropped frames included
+};
+
+// Something of a Reader reached with the Reader's mutex held: the mutex stays locked while this lives.
+// Use it within one statement (reader.model<IdCardModule>()->put(...)): holding it while the reader is
+// asked anything else, from this thread or by a transport's, waits for ever.
+template <typename T>
+class Locked {
+public:
+    Locked(std::unique_lock<std::mutex> lock, T& held) noexcept : lock_(std::move(lock)), held_(&held) {}
+    T* operator->() const noexcept { return held_; }
+    T& operator*() const noexcept { return *held_; }
+
+private:
+    std::unique_lock<std::mutex> lock_;
+    T* held_;
 };
 
 class Reader {
@@ -90,6 +117,15 @@ public:
     std::vector<std::uint8_t> receive(std::span<const std::uint8_t> bytes, Clock::time_point now);
     // As above, received now.
     std::vector<std::uint8_t> receive(std::span<const std::uint8_t> bytes);
+
+    // The bytes of a pending reply that is settled at `now` (its event came or its wait ran out),
+    // framed and faulted as any reply; empty while it is still pending, when none is, and under hangup
+    // (which gives a pending reply up). receive() settles it first too, so that it goes out ahead of
+    // the reply to a later command.
+    std::vector<std::uint8_t> poll(Clock::time_point now);
+    // When poll() must be called at the latest: the pending reply's next event or the end of its wait;
+    // nullopt while no reply is pending.
+    std::optional<Clock::time_point> next_due() const;
 
     // Injects a fault. `bytes` is the noise length (required for noise) or the cut point (optional for
     // cut); it is ignored for the others. Injecting a fault again replaces it. Throws
@@ -111,25 +147,26 @@ public:
     // The text answered for module 0 or 1, as the bytes to send (GBK). Throws std::invalid_argument for
     // another module.
     void set_version(int module, std::string text);
-    // Puts the deck's resident or foreign card on the reader, taking off whichever lay there;
-    // CardKind::none takes it off. Throws std::invalid_argument for a card the deck does not have.
-    void put_idcard(CardKind card);
-    // The card on the reader now.
-    CardKind idcard_on_reader() const;
-    // Makes the identity card module answer `sw` to its commands with a module reply, for `times`
-    // (see vnrsim/idcard.h); replaces a failure standing before.
-    void fail_idcard(SwTriple sw, Times times = Times::once);
-    // Lets the module answer as its cards say again.
-    void clear_idcard_failure();
-    // The failure standing, if any.
-    std::optional<StandingFailure> idcard_failure() const;
     // Adds a canned reply ahead of all others, so it takes precedence over the deck's.
     void add_reply(CannedReply reply);
     // Drops every canned reply.
     void clear_replies();
 
-    // The settings now in force, with the canned replies still standing (their `times` as left) and
-    // the identity card now on the reader.
+    // The reader's model of type M, under the reader's lock (see Locked): reader.model<IdCardModule>()
+    // ->put(CardKind::foreign). Throws std::out_of_range when the reader has no M.
+    template <typename M>
+    Locked<M> model() {
+        std::unique_lock lock(mutex_);
+        M& found = deck_.models.get<M>();
+        return Locked<M>(std::move(lock), found);
+    }
+    // The model named `name`, under the reader's lock. Throws std::out_of_range when there is none.
+    Locked<Model> model(std::string_view name);
+    // Every model, under the reader's lock.
+    Locked<ModelSet> models();
+
+    // The settings now in force, with the canned replies still standing (their `times` as left) and a
+    // copy of the models as they stand.
     Deck deck() const;
     // The form of replies now.
     Form form() const;
@@ -151,17 +188,25 @@ private:
         std::vector<std::uint8_t> data;
         std::optional<std::vector<std::uint8_t>> raw;
     };
-    Reply answer(std::span<const std::uint8_t> command);
+    // A model's reply left pending, and when to ask it again at the latest.
+    struct Pending {
+        Model* model;
+        Clock::time_point due;
+    };
+    // The reply to `command`, or nullopt when a model left it pending (pending_ then holds it).
+    std::optional<Reply> answer(std::span<const std::uint8_t> command, Clock::time_point now);
+    void settle(Clock::time_point now, std::vector<std::uint8_t>& out);
+    void give_up();
     std::optional<StandingFault> consume(Fault fault);
     void emit(const Reply& reply, std::vector<std::uint8_t>& out);
 
     mutable std::mutex mutex_;
     Deck deck_;
     std::deque<CannedReply> replies_;
-    IdCardModule idcard_;
     std::array<std::optional<StandingFault>, 6> faults_;
     FrameDecoder decoder_;
     std::optional<Clock::time_point> last_byte_;
+    std::optional<Pending> pending_;
     std::deque<std::vector<std::uint8_t>> commands_;
     std::deque<std::uint8_t> raw_;
     Stats stats_;

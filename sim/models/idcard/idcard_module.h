@@ -1,6 +1,7 @@
-// sim/include/vnrsim/idcard.h: the reader's identity card module: the cards it can hold, their 256-byte
-// text blocks, and the module's answers to its commands. No transport and no lock: the Reader calls it
-// with its own lock held.
+// sim/models/idcard/idcard_module.h: the model "idcard", the reader's identity card module: the cards
+// it can hold, their 256-byte text blocks, the module's answers to its commands, its deck section
+// (idcard_deck.cpp) and its control words (idcard_control.cpp), which its help() tells. A
+// model (vnrsim/model.h): no transport and no lock, the Reader calls it with its own lock held.
 //
 // Commands (two bytes each; the same bytes with anything behind them are not the module's):
 //   D0 01  find          module reply 00 00 9F, data: the card's id (8 bytes unless the deck says otherwise)
@@ -40,6 +41,7 @@
 #include <string_view>
 #include <vector>
 
+#include "vnrsim/model.h"
 #include "vnrsim/times.h"
 
 namespace vnrsim {
@@ -162,19 +164,18 @@ struct StandingFailure {
     Times times;  // what is left of it
 };
 
-class IdCardModule {
+class IdCardModule : public Model {
 public:
-    // The answer to one of the module's commands: the frame status and the reply data.
-    struct Answer {
-        std::uint16_t status = 0;
-        std::vector<std::uint8_t> data;
-    };
-
     // Throws std::invalid_argument when `setup` puts a card on the reader that it does not have.
     explicit IdCardModule(IdCardSetup setup = {});
 
-    // The answer to `command`, or nullopt when it is not one of the module's commands.
-    std::optional<Answer> answer(std::span<const std::uint8_t> command);
+    // Model: "idcard", its section, its commands, its control words and failure.
+    const ModelHelp& help() const override;
+    void load(const nlohmann::json& section, const std::filesystem::path& folder) override;
+    std::optional<Answer> answer(std::span<const std::uint8_t> command) override;
+    std::string control(const ControlLine& line) override;
+    void clear_failures() override { clear_failure(); }
+    std::vector<std::string> failures() const override;
 
     // Puts that card on the reader, taking off whichever lay there; CardKind::none takes it off.
     // Throws std::invalid_argument for a card the setup does not have.

@@ -1,5 +1,6 @@
-// sim/src/idcard.cpp: the identity card module: text blocks and the module's answers (see vnrsim/idcard.h).
-#include "vnrsim/idcard.h"
+// sim/models/idcard/idcard_module.cpp: the identity card module: text blocks and the module's answers
+// (see idcard_module.h).
+#include "models/idcard/idcard_module.h"
 
 #include <algorithm>
 
@@ -150,7 +151,7 @@ void IdCardModule::put(CardKind card) {
 
 void IdCardModule::fail(SwTriple sw, Times times) { failure_ = StandingFailure{sw, times}; }
 
-std::optional<IdCardModule::Answer> IdCardModule::answer(std::span<const std::uint8_t> command) {
+std::optional<Answer> IdCardModule::answer(std::span<const std::uint8_t> command) {
     if (command.size() != 2) return std::nullopt;
     const std::uint8_t group = command[0], operation = command[1];
     const bool module_command = (group == kCommandGroup && operation >= kFind && operation <= kReadB2) ||

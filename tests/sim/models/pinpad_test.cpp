@@ -1,0 +1,99 @@
+// tests/sim/models/pinpad_test.cpp: the model "pinpad": its DES against published known answers, a work
+// key that arrives enciphered under its main key, the format 0 PIN block (by hand, and enciphered to a
+// known answer), a read that waits for the typed PIN, a cancel, a PIN of the wrong length, its time-out
+// and its script on a driven clock, and the refusals of commands and deck.
+#include <gtest/gtest.h>
+
+#include "../ask.h"
+#include "models/pinpad/pad_des.h"
+#include "models/pinpad/pin_pad.h"
+#include "vnrsim/control.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using vnrsim::Deck;
+using vnrsim::PinPad;
+using vnrsim::parse_hex;
+using vnrsim::test::ask;
+using vnrsim::test::Bytes;
+using vnrsim::test::reply_of;
+
+TEST(PadDes, PublishedKnownAnswersBothWays) {
+    const std::tuple<const char*, const char*, const char*> vectors[] = {  // key, clear, enciphered
+        {"133457799BBCDFF1", "0123456789ABCDEF", "85E813540F0AB405"},
+        {"0123456789ABCDEF", "4E6F772069732074", "3FA40E8A984D4815"},
+        {"0101010101010101", "8000000000000000", "95F8A5E5DD31D900"},
+        {"8001010101010101", "0000000000000000", "95A8D72813DAA94D"},
+        {"0E329232EA6D0D73", "8787878787878787", "0000000000000000"},
+        {"0123456789ABCDEFFEDCBA9876543210", "0000000000000000", "08D7B4FB629D0885"},
+        {"133457799BBCDFF1133457799BBCDFF1", "0123456789ABCDEF", "85E813540F0AB405"},  // K1 = K2: DES
+    };
+    for (const auto& [key_hex, clear_hex, enciphered_hex] : vectors) {
+        const Bytes key = parse_hex(key_hex), clear = parse_hex(clear_hex), enciphered = parse_hex(enciphered_hex);
+        vnrsim::pad_des::Block in, out;
+        std::copy(clear.begin(), clear.end(), in.begin());
+        std::copy(enciphered.begin(), enciphered.end(), out.begin());
+        EXPECT_EQ(vnrsim::pad_des::encipher(key, in), out) << key_hex;
+        EXPECT_EQ(vnrsim::pad_des::decipher(key, out), in) << key_hex;
+    }
+}
+
+TEST(PinPadModel, AWorkKeyArrivesEncipheredAndTheBlockIsFormatZeroUnderIt) {
+    const Bytes account = parse_hex("123456789012");
+    const auto block = vnrsim::pin_block("1234", std::span<const std::uint8_t, 6>(account.data(), 6));
+    EXPECT_EQ(Bytes(block.begin(), block.end()), parse_hex("041226CBA9876FED"))
+        << "04 12 34 FF FF FF FF FF XOR 00 00 12 34 56 78 90 12";
+
+    vnrsim::Reader reader;
+    const std::pair<const char*, std::uint16_t> commands[] = {
+        {"C5 03 00 01 07 0123456789ABCDEF FEDCBA9876543210", 0},
+        {"C5 04 00 00 07 02 BAD32B371DF2EA54", 0},  // 133457799BBCDFF1 under the triple-DES main key
+        {"C5 02 00 04", 0},
+        {"C5 04 00 00 08 02 BAD32B371DF2EA54", vnrsim::kPinNoKeyStatus},
+        {"C5 06 00 1B 49 03 00 00 BA9876543210", vnrsim::kPinNoKeyStatus},
+        {"C5 03 00 02 07 0123456789ABCDEF", vnrsim::kPinValueStatus},
+        {"C5 03 00 00 07 0123456789ABCD", vnrsim::kPinFieldLengthStatus},
+        {"C5 02 00 11", vnrsim::kPinValueStatus}, {"C5 01 00 00", vnrsim::kPinValueStatus},
+        {"C5 05 00 1B 48", vnrsim::kPinValueStatus}, {"C5 05 00 1B", vnrsim::kPinFieldLengthStatus},
+    };
+    for (const auto& [command, status] : commands) EXPECT_EQ(ask(reader, command).first, status) << command;
+    EXPECT_EQ(reader.model<PinPad>()->work_keys().at(2), parse_hex("133457799BBCDFF1"));
+    // The block above under the work key, as a second DES of its own enciphers it.
+    reader.model<PinPad>()->enter({"1234", false});
+    EXPECT_EQ(ask(reader, "C5 06 00 1B 45 02 00 00 123456789012"), std::make_pair(std::uint16_t{0}, parse_hex("D3EAFFD6204E65BD")));
+}
+
+TEST(PinPadModel, AReadWaitsForThePersonTheScriptOrItsTimeOut) {
+    vnrsim::Reader reader(Deck::parse(R"({"pinpad": {"length": 4, "entries": [{"after_ms": 1500, "pin": "1234"}]}})"));
+    vnrsim::Control control(reader);
+    const auto t0 = vnrsim::Clock::time_point{} + 1h;
+    EXPECT_EQ(ask(reader, "C5 01 00 08", t0).first, 0);
+    // A read at t0 + 10 s * i, a control line 1 s into it (if any), and the reply polled for at `after`.
+    const std::tuple<const char*, std::chrono::milliseconds, std::uint16_t, Bytes> reads[] = {
+        {nullptr, 1500ms, 0, parse_hex("31323334")},  // the script
+        {"pinpad type 123", 1000ms, vnrsim::kPinLengthStatus, {}},
+        {"pinpad cancel", 1000ms, vnrsim::kPinCancelledStatus, {}},
+        {nullptr, 8000ms, vnrsim::kPinTimeOutStatus, {}},
+    };
+    for (std::size_t i = 0; i < std::size(reads); ++i) {
+        const auto& [line, after, status, data] = reads[i];
+        const auto start = t0 + 10s * i;
+        ASSERT_EQ(ask(reader, "C5 05 00 1B 49", start).first, 0xFFFF) << i;
+        EXPECT_TRUE(reader.poll(start + after - 1ms).empty()) << i;
+        if (line) EXPECT_EQ(control.execute(line).rfind("ok pinpad", 0), 0u) << line;
+        EXPECT_EQ(reply_of(reader.poll(start + after)), std::make_pair(status, data)) << i;
+    }
+    EXPECT_EQ(control.execute("pinpad type 4321"), "ok pinpad PIN 4321 held for the next read");
+    EXPECT_EQ(ask(reader, "C5 05 00 1B 49", t0 + 60s).second, parse_hex("34333231"));
+    ASSERT_EQ(ask(reader, "C5 05 00 1B 49", t0 + 70s).first, 0xFFFF);
+    EXPECT_EQ(ask(reader, "C5 02 00 04", t0 + 71s).first, 0) << "a new command gives the wait up";
+    EXPECT_EQ(reader.stats().replies_given_up, 1u);
+    EXPECT_FALSE(reader.model<PinPad>()->entries().waiting());
+
+    for (const char* json : {R"({"pinpad": {"length": 17}})", R"({"pinpad": {"entries": [{"pin": "12a"}]}})",
+                             R"({"pinpad": {"entries": [{"pin": "1", "cancel": true}]}})"})
+        EXPECT_THROW(Deck::parse(json), std::runtime_error) << json;
+}
+
+}  // namespace

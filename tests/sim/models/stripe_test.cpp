@@ -1,0 +1,84 @@
+// tests/sim/models/stripe_test.cpp: the model "stripe": the framing of a swipe's tracks, what a read
+// answers with a swipe held, without one, with a bad one, and when its wait runs out (on a driven
+// clock), a scripted swipe that comes into the read that waits long enough, the modes, and the deck's
+// and control line's refusals.
+#include <gtest/gtest.h>
+
+#include "../ask.h"
+#include "models/stripe/stripe_head.h"
+#include "vnrsim/control.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using vnrsim::Deck;
+using vnrsim::StripeHead;
+using vnrsim::test::ask;
+using vnrsim::test::Bytes;
+using vnrsim::parse_hex;
+const vnrsim::Clock::time_point t0 = vnrsim::Clock::time_point{} + 1h;
+
+TEST(StripeModel, AReadAnswersTheTracksInTheirSentinelsOrWhyNot) {
+    vnrsim::Reader reader;
+    vnrsim::Control control(reader);
+    // A control line, then the answer to a read that does not wait.
+    const std::pair<const char*, std::pair<std::uint16_t, Bytes>> cases[] = {
+        {"stripe swipe AB C|12=3|", {0, parse_hex("06 06 F5 25 41 42 20 43 3F 3B 31 32 3D 33 3F")}},
+        {"stripe swipe ||0:<>", {0, parse_hex("F5 F5 06 3B 30 3A 3C 3E 3F")}},
+        {"stripe bad", {vnrsim::kBadSwipeStatus, {}}},
+        {"stripe", {vnrsim::kNoSwipeStatus, {}}},  // nothing held: the swipe was taken
+    };
+    for (const auto& [line, wanted] : cases) {
+        EXPECT_EQ(control.execute(line).rfind("ok stripe", 0), 0u) << line;
+        EXPECT_EQ(ask(reader, "32 60 00"), wanted) << line;
+    }
+}
+
+TEST(StripeModel, AWaitingReadTakesTheSwipeWhenItComesOrRunsOut) {
+    vnrsim::Reader reader(Deck::parse(R"({"stripe": {"swipes": [{"after_ms": 3000, "tracks": ["", "1", ""]}]}})"));
+    EXPECT_EQ(ask(reader, "32 60 02", t0).first, 0xFFFF) << "pending";
+    EXPECT_EQ(reader.next_due(), t0 + 2s) << "the scripted swipe is later than the wait and stays";
+    EXPECT_TRUE(reader.poll(t0 + 2s - 1ns).empty());
+    EXPECT_EQ(vnrsim::test::reply_of(reader.poll(t0 + 2s)).first, vnrsim::kSwipeTimeOutStatus);
+
+    ASSERT_EQ(ask(reader, "32 60 05", t0 + 10s).first, 0xFFFF);
+    EXPECT_EQ(reader.next_due(), t0 + 13s) << "the swipe comes 3 s into the read";
+    EXPECT_EQ(vnrsim::test::reply_of(reader.poll(t0 + 13s)).second, parse_hex("F5 03 F5 3B 31 3F"));
+
+    ASSERT_EQ(ask(reader, "32 60 05", t0 + 20s).first, 0xFFFF);
+    reader.model<StripeHead>()->swipe({{"", "", "9"}, false});
+    EXPECT_EQ(vnrsim::test::reply_of(reader.poll(t0 + 20s)).second, parse_hex("F5 F5 03 3B 39 3F"));
+    EXPECT_FALSE(reader.next_due());
+}
+
+TEST(StripeModel, ModesAndRefusals) {
+    vnrsim::Reader reader;
+    const std::pair<const char*, std::uint16_t> commands[] = {
+        {"32 61", 0}, {"32 63 C1", 0}, {"32 63 02", vnrsim::kStripeValueStatus},
+        {"32 62 00", vnrsim::kStripeLengthStatus}, {"32 60", vnrsim::kStripeLengthStatus},
+    };
+    for (const auto& [command, status] : commands) EXPECT_EQ(ask(reader, command).first, status) << command;
+    EXPECT_EQ(reader.model<StripeHead>()->mode(), 0xC1);
+
+    vnrsim::Control control(reader);
+    for (const char* line : {"stripe swipe A%B||", "stripe swipe |1;2|", "stripe swipe |12345678901234567890123456789012345678|",
+                             "stripe swipe ||", "stripe swipe 1|2", "stripe swipe 1|2|3|4", "stripe wipe"})
+        EXPECT_EQ(control.execute(line).rfind("error: ", 0), 0u) << line;
+    const std::pair<const char*, const char*> decks[] = {
+        {R"({"stripe": {"swipes": [{"tracks": ["a", "", ""]}]}})", "stripe.swipes[0].tracks[0]:"},
+        {R"({"stripe": {"swipes": [{"tracks": ["", ""]}]}})", "stripe.swipes[0].tracks:"},
+        {R"({"stripe": {"swipes": [{"bad": true, "tracks": ["A", "", ""]}]}})", "stripe.swipes[0]:"},
+        {R"({"stripe": {"swipes": [{"bad": true, "after_ms": 255001}]}})", "stripe.swipes[0].after_ms:"},
+    };
+    for (const auto& [json, wanted] : decks) {
+        std::string message;
+        try {
+            Deck::parse(json);
+        } catch (const std::runtime_error& e) {
+            message = e.what();
+        }
+        EXPECT_NE(message.find(wanted), std::string::npos) << json << " gave: " << message;
+    }
+}
+
+}  // namespace
