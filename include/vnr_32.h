@@ -286,6 +286,13 @@ VNR_API int16_t VNR_CALL mw_kb_getenpin(int32_t icdev, int32_t times, const char
  * holds it. */
 VNR_API int16_t VNR_CALL mw_kb_activekey(int32_t icdev, int32_t mainkeyno, int32_t userkeyno);
 
+/* Deciphers `msgLen` bytes of `src` (1 to 16) into `dst` as des_decrypt does, under the user key of the
+ * active key number as the library keeps it (all zeros when none was loaded under that number), with
+ * triple DES when mw_kb_activekey found a 16-byte key there. Needs no reader. Returns des_decrypt's or
+ * des3_decrypt's status, or VNR_E_BAD_ARGUMENT when the active key number is 16 or above (the library
+ * keeps no key for it) without touching `dst`. */
+VNR_API int32_t VNR_CALL pwd_decrypt(const uint8_t* src, uint8_t msgLen, uint8_t* dst);
+
 /* ---- Encoders: no reader, no argument checks; the caller's buffers must be large enough --------- */
 
 /* Each of `count` bytes as two upper-case hexadecimal digits, then a terminating zero: `dst` takes

@@ -36,6 +36,14 @@ TEST_F(PinPad, ReadsNeedBothSettingsTimeOutFirstAndTheyOutliveTheSession) {
 }
 
 TEST_F(PinPad, UserKeysBelowSixteenAreKeptTheActiveKeyChoosesTheirKindAndEncipheredReadsComeAsHex) {
+    // pwd_decrypt deciphers under the active entry: DES under zeros at first, triple DES under key 3 once
+    // that is active, nothing for a key number beyond the table.
+    const uint8_t cipher[8] = {1, 2, 3, 4, 5, 6, 7, 8}, zeros[8] = {}, key3[16] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
+    const auto deciphers_as = [&](int16_t (*oracle)(const uint8_t*, const uint8_t*, uint8_t, uint8_t*), const uint8_t* key) {
+        uint8_t got[8] = {}, want[8] = {};
+        return pwd_decrypt(cipher, 8, got) == VNR_OK && oracle(key, cipher, 8, want) == VNR_OK && Bytes(got, got + 8) == Bytes(want, want + 8);
+    };
+    EXPECT_TRUE(deciphers_as(des_decrypt, zeros));
     pad_accepts_settings();
     EXPECT_EQ(mw_kb_downloaduserkey(icdev, 1, 0, 3, "000102030405060708090A0B0C0D0E0F"), VNR_OK);
     EXPECT_EQ(mw_kb_downloaduserkey(icdev, 0, 0, 4, "1011121314151617"), VNR_OK);
@@ -51,13 +59,17 @@ TEST_F(PinPad, UserKeysBelowSixteenAreKeptTheActiveKeyChoosesTheirKindAndEnciphe
         EXPECT_EQ(mw_kb_activekey(0, 255, number), VNR_OK);
         EXPECT_EQ(pad().active_userkeyno * 10 + pad().userkey_triple, number * 10 + triple);
     }
+    uint8_t untouched[8] = {};
+    EXPECT_EQ(pwd_decrypt(cipher, 8, untouched) * 1000 + untouched[0], VNR_E_BAD_ARGUMENT * 1000) << "key number 255";
     EXPECT_EQ(mw_kb_activekey(0, 0, -1), VNR_E_BAD_ARGUMENT);
+    EXPECT_EQ(mw_kb_activekey(0, 0, 3), VNR_OK);
+    EXPECT_TRUE(deciphers_as(des3_decrypt, key3));
     ASSERT_EQ(mw_kb_settimeout(icdev, 6) + mw_kb_setpasslen(icdev, 6), VNR_OK);
     char pin[40];
     answer({0xC5, 0x06}, {0xAB, 0x01, 0xFF});
     EXPECT_EQ(mw_kb_getenpin(icdev, 1, "0a0B0c0D0e0F", pin), VNR_OK);
     EXPECT_STREQ(pin, "AB01FF");
-    EXPECT_EQ(sent().back()[5], 255) << "the active key number";
+    EXPECT_EQ(sent().back()[5], 3) << "the active key number";
     answer({0xC5, 0x06}, Bytes(18, 0x11));
     EXPECT_EQ(mw_kb_getenpin(icdev, 1, "0a0B0c0D0e0F", pin), VNR_E_END_BYTE) << "more than its 17 bytes";
     EXPECT_STREQ(pin, "AB01FF");
