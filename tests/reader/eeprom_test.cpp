@@ -12,9 +12,7 @@ constexpr uint8_t R = 0xC0, kRead = 0x0B, kWrite = 0x0A;
 
 struct ReadCase {
     uint16_t address, length;
-    Bytes asked;      // the read command
-    Bytes reply;
-    Bytes handed;     // what reaches the caller (then the buffer's 0xEE), or nothing on a failure
+    Bytes asked, reply, handed;  // the read command, the reply, what reaches the caller (then the 0xEE behind)
     int16_t status = VNR_OK;
 };
 
@@ -42,7 +40,7 @@ struct WriteCase {
     uint16_t address, length;
     std::vector<Bytes> sent;  // the first read, if any, and the write
     int16_t status = VNR_OK;
-    uint16_t read_status = 0;  // the reader's answer to the first read
+    uint16_t read_status = 0; // the reader's answer to the first read
 };
 
 // The caller's bytes are D1 D2 ...; the EEPROM around them reads 0x10 + its own address.

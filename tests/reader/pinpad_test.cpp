@@ -1,6 +1,5 @@
-// tests/reader/pinpad_test.cpp: the PIN pad's state rules (the order of -66 and -65, settings that
-// outlive a session, refused settings that keep earlier ones), the user key table and the active key,
-// the waits of a person's entry, and keys and PINs kept out of the log.
+// tests/reader/pinpad_test.cpp: the PIN pad's state rules, the user key table and the active key, the
+// waits of a person's entry, and keys and PINs kept out of the log.
 #include "core/state.h"
 #include "reader_support.h"
 

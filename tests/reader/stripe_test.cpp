@@ -1,5 +1,4 @@
-// tests/reader/stripe_test.cpp: the track record made of a stripe read's reply, hostile replies included;
-// a swipe through the library; the waits of the two reads.
+// tests/reader/stripe_test.cpp: the track record of a stripe read's reply, hostile ones included; the waits.
 #include "core/state.h"
 #include "magstripe/reply.h"
 #include "reader_support.h"

@@ -49,8 +49,7 @@ bool prepare(ControlPort& control, std::initializer_list<const char*> replies) {
 // The commands the reader received, as the control channel lists them ("ok 31 ..." without the ok).
 std::string received(ControlPort& control) {
     std::string answer;
-    control.send("history", &answer);
-    return answer.size() > 3 ? answer.substr(3) : std::string();
+    return control.send("history", &answer) && answer.size() > 3 ? answer.substr(3) : std::string();
 }
 
 }  // namespace
