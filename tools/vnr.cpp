@@ -75,6 +75,15 @@ constexpr Verb kVerbs[] = {
              "    with the password --key), or initialise a delivered tag: new password --key, the text from\n"
              "    page 0x50 on (at most 192 bytes in GBK), then the lock bytes",
      vnr::tool::ntag_command},
+    {"card-kind", "card-kind [--json]\n"
+                  "    look for a card of any kind, in the library's order: a contact CPU card in slot 0, a card in\n"
+                  "    the RF field (a contactless CPU card or an identity card), then a swiped stripe; print its kind\n"
+                  "    and its ATR or ATS",
+     vnr::tool::card_kind_command},
+    {"des", "des enc|dec KEY HEX\n"
+            "    encipher or decipher a message with the library's DES (8-byte key) or two-key triple DES (16-byte\n"
+            "    key), block by block, a short last block filled with zeros; needs no reader",
+     vnr::tool::des_command},
     {"statuses", "statuses [--json]\n"
                  "    every status code of the library with what it means",
      vnr::tool::statuses_command},
