@@ -38,10 +38,11 @@ TEST(Text, Utf16ToGbk) {
     const std::vector<std::uint8_t> emoji{0x3D, 0xD8, 0x00, 0xDE, 0x42, 0x00, 0x43};
     ASSERT_TRUE(utf16le_to_gbk(emoji, gbk));
     EXPECT_EQ(gbk, "?B");  // one character, one '?'
-    // Unpaired surrogates, a low one first and a high one last: one '?' each, the rest unharmed.
-    const std::vector<std::uint8_t> broken{0x00, 0xDC, 0x41, 0x00, 0x00, 0xD8};
+    // Unpaired surrogates (a low one first, a high one before a plain character, a high one last) and a
+    // character of the basic plane that GBK lacks (U+0E01): one '?' each, the rest unharmed.
+    const std::vector<std::uint8_t> broken{0x00, 0xDC, 0x41, 0x00, 0x00, 0xD8, 0x42, 0x00, 0x01, 0x0E, 0x00, 0xD8};
     ASSERT_TRUE(utf16le_to_gbk(broken, gbk));
-    EXPECT_EQ(gbk, "?A?");
+    EXPECT_EQ(gbk, "?A?B??");
 }
 
 TEST(Text, Utf8AndGbkRoundTrip) {
