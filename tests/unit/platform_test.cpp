@@ -1,10 +1,11 @@
-// The POSIX platform backends: text conversion, paths, files, folders, appends, the lock, the local
-// time that names the log's folders and files, and loading when the library or the symbol is missing.
+// The POSIX platform backends: text conversion, paths, files, folders, appends, the local time that
+// names the log's folders and files, and loading when the library or the symbol is missing. The lock
+// is seen through the library: nested guards (a nation converted inside IDCard_GetCardInfo) and
+// threads sharing one reader (integration).
 // The counters are seen through the exchange's time-outs, a found decoder through the photo tests.
 #include "platform/clock.h"
 #include "platform/dynamic_library.h"
 #include "platform/files.h"
-#include "platform/lock.h"
 #include "platform/paths.h"
 #include "platform/text.h"
 #include "support/temp_prefix.h"
@@ -15,11 +16,9 @@
 
 #include <csignal>
 
-#include <atomic>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <thread>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -159,26 +158,6 @@ TEST(Files, AFailedWriteLeavesNoHalfWrittenFile) {
     int status = 0;
     ASSERT_EQ(::waitpid(child, &status, 0), child);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-}
-
-TEST(Lock, IsReentrantAndExcludesOtherThreads) {
-    ReentrantLock lock;
-    lock.enter();
-    lock.enter();  // the same thread enters again
-    std::atomic<bool> entered{false};
-    std::thread other([&] {
-        lock.enter();
-        entered = true;
-        lock.leave();
-    });
-    sleep_us(20'000);
-    EXPECT_FALSE(entered.load());
-    lock.leave();
-    sleep_us(20'000);
-    EXPECT_FALSE(entered.load());  // still held once
-    lock.leave();
-    other.join();
-    EXPECT_TRUE(entered.load());
 }
 
 TEST(Clock, LocalTimeIsTheSystemsCalendarTime) {
