@@ -372,20 +372,6 @@ TEST_F(ReadCard, ExTwoFailuresAndTheirMessages) {
 
 }
 
-TEST_F(ReadCard, FingerBringsFingerprintDataAndMovesZpBmpIntoThePhotoFolder) {
-    const Reply r = finger_reply();
-    answer(kFingerRead, r.bytes());
-    std::string errtext(32, 'x');
-    EXPECT_EQ(IDCard_ReadCard_finger(icdev, errtext.data()), 0);
-    EXPECT_EQ(errtext, errtext_after(gbk("操作成功")));
-    EXPECT_EQ(info(12, 1024), std::string(1024, '\x5C'));
-    EXPECT_EQ(info(13, 2), std::string("\x02\xBC", 2));
-    EXPECT_EQ(info(10, 260), padded("zp.bmp", 260));
-    EXPECT_TRUE(fs::exists(drive('c') / "zp.bmp"));
-    EXPECT_EQ(photo_file(), "c:\\\\zp.bmp");
-    EXPECT_EQ(sent(), std::vector<Bytes>{kFingerRead});
-}
-
 // The deck's own cards as the simulator's card module answers them, on either link: both reply forms
 // and the foreign card laid out as the library reads them, the triples without a card and under an
 // injected failure, and the module's and the card's ids.
@@ -412,6 +398,8 @@ TEST_P(DeckCardOnEachLink, TheSimulatedCardsReadWhole) {
     EXPECT_TRUE(wlt::decode(bytes_of(wlt))) << "the deck's portrait, whole";
 
     EXPECT_EQ(IDCard_ReadCard_finger(icdev, errtext), 0);
+    EXPECT_EQ(photo_file(), "c:\\\\zp.bmp") << "zp.bmp moved into the photo folder";
+    EXPECT_TRUE(fs::exists(drive('c') / "zp.bmp"));
     std::string fingerprint;
     for (int i = 0; i < 256; ++i) fingerprint += "FP01";
     EXPECT_EQ(info(12, 1024), fingerprint);
@@ -434,6 +422,9 @@ TEST_P(DeckCardOnEachLink, TheSimulatedCardsReadWhole) {
     for (int i = 0; i < 256; ++i) hex += "46503032";
     EXPECT_EQ(std::string(line.c_str()), gbk("SAMPLE, ALEX JORDAN|女/F|CAN990088060107|加拿大/CAN|安示例|20210901|"
                                              "20310901|19880601|01|9900|I||" + hex + "|"));
+    EXPECT_TRUE(fs::exists(drive('c') / "f" / "p.bmp"));
+    EXPECT_EQ(info(0, 30), padded(gbk("林示例"), 30)) << "a foreign card leaves the record alone";
+    EXPECT_EQ(photo_file(), "c:\\\\zp.bmp");
 
     reader.model<vnrsim::IdCardModule>()->put(vnrsim::CardKind::none);
     EXPECT_EQ(IDCard_Find(icdev, &len, data.data()), VNR_E_FIND_STATUS);
