@@ -150,28 +150,17 @@ TEST(Codec, EncodeRefusesWhatItCannotDo) {
     EXPECT_THROW(wlt::encode(short_pixels), std::invalid_argument);
 }
 
-TEST(Codec, HeaderFieldsDecideTheVerdict) {
-    struct Case {
-        const char* what;
-        std::size_t offset;
-        std::uint8_t value;
-        DecodeError expected;
-    };
-    const Case cases[] = {
-        {"magic", 0, 'X', DecodeError::bad_format},        {"magic", 1, 'Q', DecodeError::bad_format},
-        {"version", 2, 2, DecodeError::bad_format},        {"width", 3, 101, DecodeError::bad_format},
-        {"height", 4, 125, DecodeError::bad_format},       {"luma quality", 5, 128, DecodeError::corrupt},
-        {"chroma quality", 6, 200, DecodeError::corrupt},  {"payload length", 8, 0x04, DecodeError::corrupt},
-    };
-    for (const Case& c : cases) {
+// Values that a valid CRC vouches for and that are still wrong: qualities beyond 127, a payload length
+// beyond the block. (The magic, version and size are a bad format before the CRC is looked at: the
+// flipped bits below see to them.)
+TEST(Codec, HeaderValuesOutOfRangeAreCorruptUnderAValidCrc) {
+    for (const auto& [offset, value] : {std::pair<std::size_t, std::uint8_t>{5, 128}, {6, 200}, {8, 0x04}}) {
         std::vector<std::uint8_t> bytes = sample_stream();
         bytes.resize(wlt::kMaxEncodedSize + 100, 0);  // room, so that only the field itself is wrong
-        bytes[c.offset] = c.value;
+        bytes[offset] = value;
         set_crc(bytes);
-        EXPECT_EQ(decode_error(bytes), c.expected) << c.what;
+        EXPECT_EQ(decode_error(bytes), DecodeError::corrupt) << "byte " << offset;
     }
-    EXPECT_EQ(decode_error({}), DecodeError::bad_format);
-    EXPECT_EQ(decode_error({'B', 'M', 0x36, 0x98}), DecodeError::bad_format);
 }
 
 TEST(Codec, EveryTruncationIsRefused) {
@@ -182,6 +171,7 @@ TEST(Codec, EveryTruncationIsRefused) {
     }
 }
 
+// Every bit, the header's too: a flip in the magic, version or size is a bad format, any other is corrupt.
 TEST(Codec, EveryFlippedBitIsRefused) {
     const auto& full = sample_stream();
     for (std::size_t at = 0; at < full.size(); ++at)
@@ -227,17 +217,6 @@ TEST(Codec, HostilePayloadsBehindAValidHeader) {
         if (error == DecodeError::none) ++decoded;
     }
     std::printf("[ HOSTILE  ] 1500 payloads: %d decoded to a picture, the others refused as corrupt\n", decoded);
-}
-
-TEST(Codec, RandomBytesAreRefused) {
-    std::mt19937 random(777);
-    for (int round = 0; round < 2000; ++round) {
-        std::vector<std::uint8_t> bytes(random() % 1100);
-        for (auto& b : bytes) b = static_cast<std::uint8_t>(random());
-        if (round % 2 && bytes.size() >= 3) std::copy(sample_stream().begin(), sample_stream().begin() + 3, bytes.begin());
-        const DecodeError error = decode_error(bytes);
-        EXPECT_NE(error, DecodeError::none) << "round " << round;
-    }
 }
 
 TEST(ImageMeasures, PsnrAndResize) {
