@@ -7,6 +7,7 @@
 #include "platform/text.h"
 #include "support/temp_prefix.h"
 #include "vnr_32.h"
+#include "wlt/bmp.h"
 
 #include <gtest/gtest.h>
 
@@ -138,22 +139,11 @@ protected:
 
     // A 102 x 126 photo: white with a dark red square in the middle.
     fs::path write_photo(const char* name) {
-        const std::size_t row = vnr::platform::row_bytes(102);
-        std::vector<std::uint8_t> file(54 + row * 126, 0);
-        const std::uint8_t header[54] = {'B', 'M', 0, 0, 0, 0, 0, 0, 0, 0, 54, 0, 0, 0, 40, 0, 0, 0, 102, 0, 0, 0, 126, 0,
-                                         0, 0, 1, 0, 24, 0};
-        std::memcpy(file.data(), header, sizeof header);
-        for (int y = 0; y < 126; ++y)
-            for (int x = 0; x < 102; ++x) {
-                const bool square = x >= 31 && x < 71 && y >= 43 && y < 83;
-                std::uint8_t* pixel = &file[54 + row * y + 3 * x];
-                pixel[0] = square ? 0x20 : 0xFF;
-                pixel[1] = square ? 0x30 : 0xFF;
-                pixel[2] = square ? 0x90 : 0xFF;
-            }
-        const fs::path path = prefix.root() / name;
-        std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(file.data()), static_cast<std::streamsize>(file.size()));
-        return path;
+        wlt::Image photo{102, 126, std::vector<std::uint8_t>(102 * 126 * 3, 0xFF)};
+        for (int y = 43; y < 83; ++y)
+            for (int x = 31; x < 71; ++x) std::copy_n("\x90\x30\x20", 3, &photo.rgb[(y * 102 + x) * 3]);
+        EXPECT_TRUE(wlt::write_bmp(prefix.root() / name, photo));
+        return prefix.root() / name;
     }
 
     vnr::test::TempPrefix prefix;
