@@ -221,8 +221,6 @@ int main(int argc, char** argv) {
             cases.equal(version_of(vnr, icdev, 1).status, 0, "device_version after the fault");
         });
     };
-    fault_case("a wrong check byte gives -36", "fault check once", VNR_E_CHECK_BYTE);
-    fault_case("a wrong end byte gives -35", "fault end once", VNR_E_END_BYTE);
     fault_case("nine bytes of noise before the reply are passed over", "fault noise 9 once", 0);
     fault_case("ten bytes of noise give -34", "fault noise 10 once", VNR_E_NO_START);
     fault_case("silence gives -17", "fault silence once", VNR_E_NO_REPLY);
