@@ -279,8 +279,10 @@ TEST_F(CardPicture, PhotoBackgroundLetsTheCardShowAndAMissingPhotoReusesTheLast)
 }
 
 TEST_F(CardPicture, AFileThatCannotBeWrittenIsAbsentAndTheFlatLogStopsBeforeTheWrite) {
-    fs::create_directories(prefix.root() / "drive_d");  // the flat log is written while drive D: is there
     const fs::path nowhere = prefix.root() / "no" / "such" / "folder" / "front.bmp";
+    MakePictureFront(nowhere.c_str(), "", "", "", "", "", "", "");
+    EXPECT_FALSE(fs::exists(prefix.root() / "drive_d")) << "the flat log makes no drive folder";
+    fs::create_directories(prefix.root() / "drive_d");  // the flat log is written while drive D: is there
     MakePictureFront(nowhere.c_str(), "", "", "", "", "", "", "");
     MakePictureBack(nowhere.c_str(), "", "", "");
     EXPECT_FALSE(fs::exists(nowhere));

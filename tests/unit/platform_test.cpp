@@ -1,9 +1,8 @@
-// The POSIX platform backends: text conversion, paths, files, folders, appends, the local time that
-// names the log's folders and files, and loading when the library or the symbol is missing. The lock
-// is seen through the library: nested guards (a nation converted inside IDCard_GetCardInfo) and
-// threads sharing one reader (integration).
+// The POSIX platform backends: text conversion, paths, files, folders, appends, and loading when the
+// library or the symbol is missing. The local time is seen through the log's folders and files, the
+// lock through the library: nested guards (a nation converted inside IDCard_GetCardInfo) and threads
+// sharing one reader (integration).
 // The counters are seen through the exchange's time-outs, a found decoder through the photo tests.
-#include "platform/clock.h"
 #include "platform/dynamic_library.h"
 #include "platform/files.h"
 #include "platform/paths.h"
@@ -16,7 +15,6 @@
 
 #include <csignal>
 
-#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <vector>
@@ -158,19 +156,6 @@ TEST(Files, AFailedWriteLeavesNoHalfWrittenFile) {
     int status = 0;
     ASSERT_EQ(::waitpid(child, &status, 0), child);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-}
-
-TEST(Clock, LocalTimeIsTheSystemsCalendarTime) {
-    const std::time_t before = std::time(nullptr);
-    const LocalTime now = local_time();
-    const std::time_t after = std::time(nullptr);
-    const auto same_hour = [&](std::time_t t) {
-        std::tm s{};
-        ::localtime_r(&t, &s);
-        return now.year == s.tm_year + 1900 && now.month == s.tm_mon + 1 && now.day == s.tm_mday && now.hour == s.tm_hour;
-    };
-    EXPECT_TRUE(same_hour(before) || same_hour(after)) << now.year << "-" << now.month << "-" << now.day << " " << now.hour;
-    EXPECT_LT(now.millisecond, 1000);
 }
 
 TEST(DynamicLibrary, AMissingLibraryOrSymbolIsEmptyNotACrash) {
