@@ -60,8 +60,9 @@ TEST_F(CardCommands, DataCommandsCopyLengthMinusFiveBytesOnTheirSuccessTriple) {
         EXPECT_EQ(len, 3u) << "the count is set before the triple is looked at";
         EXPECT_EQ(data[0], 0xEE);
 
-        answer(command, {}, 0x1001);
-        EXPECT_EQ(c.call(icdev, &len, data.data()), -4097);
+        answer(command, bytes_of("XYZ"), 0x0012);  // S2 alone; a reader status hands no data over
+        EXPECT_EQ(c.call(icdev, &len, data.data()), -18);
+        EXPECT_EQ(data[0], 0xEE);
 
         reader.clear_history();
         EXPECT_EQ(c.call(0, &len, data.data()), VNR_E_BAD_HANDLE);

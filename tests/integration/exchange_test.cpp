@@ -1,6 +1,6 @@
 // The command exchange against the simulated reader, on the serial link and on the HID link from one
-// table of cases: bytes on the wire, reply statuses, every failure status through the simulator's
-// faults, bounds on what a reply may declare.
+// table of cases: bytes on the wire, every failure status through the simulator's faults, bounds on
+// what a reply may declare. A reader's status is seen through the identity card's data commands.
 #include "core/exchange.h"
 #include "core/library_lock.h"
 #include "core/state.h"
@@ -68,23 +68,6 @@ TEST_P(Exchange, CommandGoesOutInTheSplitFormAndPlainWhenAsked) {
     vnr::core::set_trans_mode(0);
     ASSERT_EQ(exchange({0x31, 0x11, 0x01}), VNR_OK);
     EXPECT_EQ(wire_received(8), (Bytes{0x02, 0x00, 0x03, 0x31, 0x11, 0x01, 0x21, 0x03}));
-}
-
-TEST_P(Exchange, ReaderStatusesBecomeNegativeSixteenBitNumbers) {
-    struct Case {
-        std::uint16_t status;
-        std::int16_t expected;
-    };
-    // S1 alone, S2 alone (equal to a library code), and the 16-bit edges.
-    for (const Case c : {Case{0x1001, -4097}, Case{0x0012, VNR_E_BAD_HANDLE}, Case{0x9000, 28672}, Case{0x8000, -32768},
-                         Case{0xFFFF, 1}}) {
-        canned({0x40, 0x00}, c.status, {0x11, 0x22, 0x33});
-        EXPECT_EQ(exchange({0x40, 0x00}), c.expected) << std::hex << c.status;
-        // No data is handed over with a reader status.
-        EXPECT_EQ(reply_length, 0u);
-        EXPECT_EQ(reply[0], 0);
-        reader.clear_replies();
-    }
 }
 
 TEST_P(Exchange, DataUpToTheRoomIsTakenAndOneByteMoreIsRefusedWithoutWritingPastIt) {
