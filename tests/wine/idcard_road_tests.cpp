@@ -6,9 +6,8 @@
 // family does with the card (Base64, the foreign card's line) is the shared code's, seen on Linux.
 //
 // The reader on COM1 holds the resident card of the deck.
-//   idcard_road_tests.exe --name-gbk HEX --address-gbk HEX --id-number TEXT [--foreign-name TEXT]
-// The texts are the deck's own (name and address as hex of their GBK bytes); the foreign card's name is
-// taken and not used.
+//   idcard_road_tests.exe --name-gbk HEX --address-gbk HEX --id-number TEXT
+// The texts are the deck's own (name and address as hex of their GBK bytes).
 // Prints a line for each case and ends with "N passed, N failed"; exits 1 when a case failed.
 #include "cases.h"
 #include "vnr_32.h"
@@ -66,7 +65,7 @@ bool parse(int argc, char** argv, Expected& expected) {
             if (!from_hex(argv[i + 1], expected.address)) return false;
         } else if (option == "--id-number") {
             expected.id_number = argv[i + 1];
-        } else if (option != "--foreign-name") {
+        } else {
             return false;
         }
     }
@@ -103,7 +102,7 @@ int main(int argc, char** argv) {
     Expected expected;
     if (!parse(argc, argv, expected)) {
         std::fprintf(stderr,
-                     "usage: idcard_road_tests.exe --name-gbk HEX --address-gbk HEX --id-number TEXT [--foreign-name TEXT]\n");
+                     "usage: idcard_road_tests.exe --name-gbk HEX --address-gbk HEX --id-number TEXT\n");
         return 2;
     }
     Cases cases;
