@@ -2,37 +2,25 @@
 // decks/cards.json, no canned reply on the way, on both links: a bank card's session from power-up to
 // power-down, the SAM, a memory card's password and size, a 1604 card's codes, fuse and locks, and a card
 // pulled out during an APDU. Each case is a script of calls and control lines with what each gives.
-#include "support/sim_session.h"
-#include "vnrsim/control.h"
-
-#include <cstring>
-#include <functional>
+#include "support/card_script.h"
 
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
+using vnr::test::ascii;
+using vnr::test::Bytes;
+using vnr::test::control_line;
+using vnr::test::delivered;
 
 std::uint8_t buf[3073], len8;
 std::uint32_t len32;
 std::uint16_t state;
-Bytes got;  // what the latest call delivered
 
 // `n` is read after the call: the count it wrote.
 template <typename N>
-long took(long status, const N& n) { return got.assign(buf, buf + n), status; }
-long took_state(long status) { return got = {std::uint8_t(state >> 8), std::uint8_t(state)}, status; }
-Bytes ascii(const char* text) { return Bytes(text, text + std::strlen(text)); }
+long took(long status, const N& n) { return delivered.assign(buf, buf + n), status; }
+long took_state(long status) { return delivered = {std::uint8_t(state >> 8), std::uint8_t(state)}, status; }
 Bytes cat(Bytes a, const Bytes& b) { return a.insert(a.end(), b.begin(), b.end()), a; }
 
-// One line of a script: a call and its status, and what it delivered when `out` is given; or a control
-// line of the simulator (`control` set), which must be taken.
-struct Step {
-    std::function<long(std::int32_t)> call;
-    long status = 0;
-    std::optional<Bytes> out = std::nullopt;
-    const char* control = nullptr;
-};
-Step control(const char* line) { return {nullptr, 0, std::nullopt, line}; }
 #define CALL(expr) [](std::int32_t d) -> long { return expr; }
 #define APDU(slot, ...) [](std::int32_t d) -> long { \
         const Bytes a{__VA_ARGS__}; return took(card_APDU(d, slot, int32_t(a.size()), a.data(), &len32, buf), len32); }
@@ -46,25 +34,9 @@ const Bytes kPseRecord = cat({0x70, 0x16, 0x61, 0x14, 0x4F, 0x08, 0xA0, 0, 0, 0x
 const std::uint8_t kWrong2[] = {0x00, 0x00}, kWrong3[] = {0, 0, 0}, kFF3[] = {0xFF, 0xFF, 0xFF};
 const std::uint8_t kCard[] = {0x12, 0x34}, kZone1[] = {0x11, 0x11}, kErase1[] = {0x51, 0x51}, kNewErase1[] = {0x5A, 0x5A};
 
-class ContactCards : public vnr::test::SimSessionOnEachLink {
+class ContactCards : public vnr::test::CardScript {
 protected:
-    ContactCards() : SimSessionOnEachLink(vnrsim::Deck::load(VNR_TEST_DECKS "/cards.json")) {}
-    void run(const std::vector<Step>& script) {
-        vnrsim::Control channel(reader);
-        for (std::size_t i = 0; i < script.size(); ++i) {
-            const Step& step = script[i];
-            SCOPED_TRACE("step " + std::to_string(i) + (step.control ? std::string(": ") + step.control : ""));
-            if (step.control) {
-                EXPECT_EQ(channel.execute(step.control).substr(0, 2), "ok");
-                continue;
-            }
-            got.clear();
-            EXPECT_EQ(step.call(icdev), step.status);
-            if (step.out) {
-                EXPECT_EQ(got, *step.out);
-            }
-        }
-    }
+    ContactCards() : CardScript(vnrsim::Deck::load(VNR_TEST_DECKS "/cards.json")) {}
 };
 
 TEST_P(ContactCards, ABankCardFromPowerUpToPowerDownAndTheSam) {
@@ -95,7 +67,7 @@ TEST_P(ContactCards, ABankCardFromPowerUpToPowerDownAndTheSam) {
 TEST_P(ContactCards, ACardPulledOutDuringAnApduLeavesAnEmptySlot) {
     run({
         {CALL(took(sam_slt_reset(d, 0, 0, &len8, buf), len8)), 0, kBankAtr},
-        control("contact pull 0"),
+        control_line("contact pull 0"),
         {APDU(0, 0x00, 0x84, 0x00, 0x00, 0x08), -0x1005},
         {CALL(took_state(sam_slt_getstate(d, 0, &state))), 0, Bytes{0x10, 0x01}},
         {APDU(0, 0x00, 0x84, 0x00, 0x00, 0x08), -0x1001},
@@ -104,7 +76,7 @@ TEST_P(ContactCards, ACardPulledOutDuringAnApduLeavesAnEmptySlot) {
 
 TEST_P(ContactCards, AMemoryCardWritesOnlyWithItsPasswordWithinItsSizeAndLocksAfterThreeWrongOnes) {
     run({
-        control("contact remove 0"), control("contact insert 0 mem"),
+        control_line("contact remove 0"), control_line("contact insert 0 mem"),
         {CALL(contact_settype(d, 0, 4))},  // and the library forgets any size it knew
         {CALL(took(contact_identifytype(d, 0, buf), 1)), 0, Bytes{4}},
         {CALL(took(contact_read(d, 0, 0x20, 18, buf), 18)), 0, ascii("SAMPLE MEMORY CARD")},
@@ -124,7 +96,7 @@ TEST_P(ContactCards, AMemoryCardWritesOnlyWithItsPasswordWithinItsSizeAndLocksAf
 
 TEST_P(ContactCards, A1604CardsCodesEraseCodeFuseAndALockedZone) {
     run({
-        control("contact remove 0"), control("contact insert 0 c1604"),
+        control_line("contact remove 0"), control_line("contact insert 0 c1604"),
         {CALL(took(contact_identifytype(d, 0, buf), 1)), 0, Bytes{8}},
         {CALL(csc_1604(d, 0, 2, kWrong2)), -0x1010},
         {CALL(csc_1604(d, 0, 2, kCard))},

@@ -3,39 +3,29 @@
 // of each kind, an APDU to the type A CPU card, a Mifare 1K dumped with the right keys and with one wrong,
 // its value blocks, an Ultralight C's one-time page and lock bits, and an NTAG215 initialised from delivery.
 #include "contactless/contactless_support.h"
-#include "vnrsim/control.h"
-
-#include <cstring>
+#include "support/card_script.h"
 
 namespace {
 
 using namespace cltest;
+using vnr::test::ascii;
+using vnr::test::control_line;
+using vnr::test::delivered;
 
 std::uint8_t buf[300];
 std::uint32_t len32, value;
-Bytes got;  // what the latest call delivered
 
 // `n` is read after the call: the count it wrote.
 template <typename N>
-std::int16_t took(std::int16_t status, const N& n) { return got.assign(buf, buf + n), status; }
+std::int16_t took(std::int16_t status, const N& n) { return delivered.assign(buf, buf + n), status; }
 // The status word that closes an answer of `n` bytes.
-std::int16_t took_sw(std::int16_t status, const std::uint32_t& n) { return got.assign(buf + n - 2, buf + n), status; }
-std::int16_t took_value(std::int16_t status) { return got = {std::uint8_t(value >> 24), std::uint8_t(value >> 16), std::uint8_t(value >> 8), std::uint8_t(value)}, status; }
-Bytes ascii(const char* text) { return Bytes(text, text + std::strlen(text)); }
+std::int16_t took_sw(std::int16_t status, const std::uint32_t& n) { return delivered.assign(buf + n - 2, buf + n), status; }
+std::int16_t took_value(std::int16_t status) { return delivered = {std::uint8_t(value >> 24), std::uint8_t(value >> 16), std::uint8_t(value >> 8), std::uint8_t(value)}, status; }
 const std::uint8_t* bytes(const char* text) { return reinterpret_cast<const std::uint8_t*>(text); }
 
-// One line of a script: a call and its status, and what it delivered when `out` is given; or a control
-// line of the simulator (`control` set), which must be taken.
-struct Step {
-    std::function<std::int16_t(std::int32_t)> call;
-    std::int16_t status = 0;
-    std::optional<Bytes> out = std::nullopt;
-    const char* control = nullptr;
-};
-Step control(const char* line) { return {nullptr, 0, std::nullopt, line}; }
 // open_card's and CLCard_Open's five out-parameters as one run: type, U, UID, A, ATS.
 std::int16_t opened_run(std::int16_t status) {
-    return got = cat({{buf[0], buf[1]}, Bytes(buf + 2, buf + 2 + buf[1]), {buf[12]}, Bytes(buf + 13, buf + 13 + buf[12])}), status;
+    return delivered = cat({{buf[0], buf[1]}, Bytes(buf + 2, buf + 2 + buf[1]), {buf[12]}, Bytes(buf + 13, buf + 13 + buf[12])}), status;
 }
 
 const Bytes kFF6(6, 0xFF), kKeyA1 = {0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5}, kKeyB1 = {0xB0, 0xB1, 0xB2, 0xB3, 0xB4, 0xB5};
@@ -44,26 +34,9 @@ const Bytes kLabelKey{0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88, 0x99
 const Bytes kNewPassword{0x11, 0x22, 0x33, 0x44};
 constexpr std::int16_t kAuthFailed = -0x2010, kNotAuthenticated = -0x2011, kRefused = -0x2012, kNotValue = -0x2013;
 
-class ContactlessCards : public vnr::test::SimSessionBase, public ::testing::WithParamInterface<vnr::test::Link> {
+class ContactlessCards : public vnr::test::CardScript {
 protected:
-    ContactlessCards() : SimSessionBase(vnrsim::Deck::load(VNR_TEST_DECKS "/cards.json")) {}
-    void SetUp() override { open_on(GetParam()); }
-    void run(const std::vector<Step>& script) {
-        vnrsim::Control channel(reader);
-        for (std::size_t i = 0; i < script.size(); ++i) {
-            const Step& step = script[i];
-            SCOPED_TRACE("step " + std::to_string(i) + (step.control ? std::string(": ") + step.control : ""));
-            if (step.control) {
-                EXPECT_EQ(channel.execute(step.control).substr(0, 2), "ok");
-                continue;
-            }
-            got.clear();
-            EXPECT_EQ(step.call(icdev), step.status);
-            if (step.out) {
-                EXPECT_EQ(got, *step.out);
-            }
-        }
-    }
+    ContactlessCards() : CardScript(vnrsim::Deck::load(VNR_TEST_DECKS "/cards.json")) {}
     // rf_authentication of each sector of a 1K card with key A and the reads of its four blocks; the
     // statuses in order, and the blocks read.
     std::pair<std::vector<std::int16_t>, std::vector<Bytes>> dump(const std::vector<Bytes>& keys) {
@@ -84,13 +57,13 @@ protected:
 TEST_P(ContactlessCards, TheFieldAndWhatCardOpenFindsOfEachKind) {
     auto any = CALL(opened_run(open_into(CLCard_Open, d, 0, buf)));
     run({
-        control("contactless put wallet"),
+        control_line("contactless put wallet"),
         {CALL(close_rf(d))},
         {CALL(rf_card(d, 0, buf, buf + 1)), -0x2002},
         {CALL(open_rf(d))},
         {CALL(took(rf_card(d, 0, buf, buf + 1), 5)), 0, cat({{0x08}, kWallet})},
         {CALL(took(open_into(CLCard_Open, d, 0, buf), 1)), VNR_CL_MIFARE, Bytes{0x08}},
-        control("contactless put pay"),
+        control_line("contactless put pay"),
         {any, VNR_CL_CPU_CARD, cat({{0x0A, 4}, kPay, {5}, kPayAts})},
         {CALL(took_sw(card_APDU(d, 0xFF, 13, bytes("\x00\xA4\x04\x00\x08\xA0\x00\x00\x03\x33\x01\x01\x01"), &len32, buf), len32)), 0,
          Bytes{0x90, 0x00}},
@@ -99,18 +72,17 @@ TEST_P(ContactlessCards, TheFieldAndWhatCardOpenFindsOfEachKind) {
         {CALL(rf_halt(d, 0))},
         {CALL(card_APDU(d, 0xFF, 5, bytes("\x00\xB2\x01\x14\x00"), &len32, buf)), -0x2003},
         {any, VNR_CL_MIFARE},  // the halted card stays out of reach
-        control("idcard resident"),
+        control_line("idcard resident"),
         {CALL(open_into(CLCard_Open, d, 0, buf)), VNR_CL_IDCARD},
-        control("idcard off"), control("contactless take pay"), control("contactless take wallet"),
+        control_line("idcard off"), control_line("contactless take pay"), control_line("contactless take wallet"),
         {CALL(open_into(CLCard_Open, d, 0, buf)), -0x2001},
     });
 }
 
 TEST_P(ContactlessCards, AMifareDumpWithTheRightKeysAndWithOneWrongFailsOnThatSectorAlone) {
-    ASSERT_EQ(vnrsim::Control(reader).execute("contactless put wallet").substr(0, 2), "ok");
+    run({control_line("contactless put wallet"), {CALL(rf_card(d, 0, buf, buf + 1))}});
     std::vector<Bytes> keys(16, kFF6);
     keys[1] = kKeyA1;
-    ASSERT_EQ(rf_card(icdev, 0, buf, buf + 1), 0);
     const auto [statuses, blocks] = dump(keys);
     EXPECT_EQ(statuses, std::vector<std::int16_t>(80, 0));
     EXPECT_EQ(blocks[4], ascii("SAMPLE WALLET 01"));
@@ -128,7 +100,7 @@ TEST_P(ContactlessCards, AMifareDumpWithTheRightKeysAndWithOneWrongFailsOnThatSe
 
 TEST_P(ContactlessCards, ValueBlocksIncreaseDecreaseAndTransferUnderKeyB) {
     run({
-        control("contactless put wallet"),
+        control_line("contactless put wallet"),
         {CALL(rf_card(d, 0, buf, buf + 1))},
         {CALL(rf_authentication(d, 1, 1, kKeyB1.data()))},
         {CALL(took_value(rf_readval(d, 6, &value))), 0, Bytes{0, 0, 0, 100}},
@@ -151,7 +123,7 @@ TEST_P(ContactlessCards, ValueBlocksIncreaseDecreaseAndTransferUnderKeyB) {
 
 TEST_P(ContactlessCards, AnUltralightCsOneTimePageAndLockBits) {
     run({
-        control("contactless put label"),
+        control_line("contactless put label"),
         {CALL(took(MF_OpenCard(d, 0, buf), 7)), 0, Bytes{0x1D, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66}},
         {CALL(MF_WriteOTp(d, bytes("\x01\x00\x00\x80")))},
         {CALL(MF_WriteOTp(d, bytes("\x02\x00\x00\x00")))},
@@ -173,7 +145,7 @@ TEST_P(ContactlessCards, AnUltralightCsOneTimePageAndLockBits) {
 TEST_P(ContactlessCards, AnNtag215InitialisedFromDeliveryReadsItsTextAndRefusesItsLockedPages) {
     const Bytes text = ascii("SAMPLE BASE INFORMATION");
     run({
-        control("contactless put tag"),
+        control_line("contactless put tag"),
         {CALL(took(NTAG215_OpenCard(d, buf), 7)), 0, Bytes{0xAF, 0x9E, 0x8D, 0x7C, 0x6B, 0x5A, 0x1D}},
         {CALL(NTAG215_Init(d, kNewPassword.data(), "SAMPLE BASE INFORMATION"))},
         {CALL(took(NTAG215_ReadBaseInfo(d, reinterpret_cast<char*>(buf)), 24)), 0, cat({text, {0}})},
