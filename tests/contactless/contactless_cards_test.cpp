@@ -98,11 +98,13 @@ TEST_P(ContactlessCards, AMifareDumpWithTheRightKeysAndWithOneWrongFailsOnThatSe
     EXPECT_EQ(again[4], blocks[4]);
 }
 
-TEST_P(ContactlessCards, ValueBlocksIncreaseDecreaseAndTransferUnderKeyB) {
+TEST_P(ContactlessCards, ABlockWrittenAndValueBlocksIncreasedDecreasedAndTransferredUnderKeyB) {
     run({
         control_line("contactless put wallet"),
         {CALL(rf_card(d, 0, buf, buf + 1))},
         {CALL(rf_authentication(d, 1, 1, kKeyB1.data()))},
+        {CALL(rf_write(d, 5, bytes("A BLOCK OF SIXTEEN")))},
+        {CALL(took(rf_read(d, 5, buf), 16)), 0, ascii("A BLOCK OF SIXTE")},
         {CALL(took_value(rf_readval(d, 6, &value))), 0, Bytes{0, 0, 0, 100}},
         {CALL(rf_increment(d, 6, 50))},
         {CALL(took_value(rf_readval(d, 6, &value))), 0, Bytes{0, 0, 0, 100}},  // not before the transfer
