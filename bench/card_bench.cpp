@@ -1,0 +1,196 @@
+// bench/card_bench.cpp: a full Mifare 1K dump (16 sector authentications, 64 block reads: 80 exchanges)
+// of the wallet card of decks/cards.json through the simulated reader, measured against the link's own
+// time in the same run.
+//
+// MifareDumpHid: on the USB HID road, the reader making the first report of each reply ready 1 ms after
+// the command's report was set and each later one 1 ms after the one before (the report interval of a
+// full-speed device polled every frame), with the default 256-byte feature report. The link's own time
+// is what the device takes to make its reports ready (1 ms per reply here, every reply being one
+// report), counted from the HID reader's stats. Also measured: the same 80 exchanges driven straight
+// against the simulated HID reader, frames built by the simulator's codec and reports polled without a
+// pause: the dump with the library's work taken out. Reported: wall time (mean and best), exchanges,
+// the link's time, the ratio of the best wall time to it and to the best raw dump, and the median delay
+// from a reply's report being ready to the call's return, which the rest of the machine disturbs least.
+// MifareDumpSerial115200: on the serial road at an emulated 115200 baud (10 bits a byte), split-form
+// frames. The link's own time is the wire time of all frames, commands and replies, from their bytes
+// and the baud; the simulator paces the replies only (a command reaches it at once), so the ratio to the
+// replies' wire time is given too.
+#include "support/sim_reader.h"
+#include "vnrsim/control.h"
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::uint32_t kBaud = 115200;
+constexpr auto kLatency = std::chrono::milliseconds(1), kReportInterval = std::chrono::milliseconds(1);
+constexpr int kSectors = 16, kBlocksPerSector = 4;
+constexpr std::size_t kBlockSize = 16;
+const std::array<std::uint8_t, 6> kFactoryKey{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+const std::array<std::uint8_t, 6> kWalletKey{0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5};  // sector 1's key A
+
+// Split-form wire bytes of a frame with `payload` bytes.
+constexpr std::size_t wire_bytes(std::size_t payload) { return 2 * payload + 8; }
+// The dump's frames: per sector one authentication (command 10 bytes, reply its status) and four reads
+// (command 3 bytes, reply status and 16 bytes).
+constexpr std::size_t kCommandWire = kSectors * (wire_bytes(10) + kBlocksPerSector * wire_bytes(3));
+constexpr std::size_t kReplyWire = kSectors * (wire_bytes(2) + kBlocksPerSector * wire_bytes(2 + kBlockSize));
+
+const std::array<std::uint8_t, 6>& key_of(int sector) { return sector == 1 ? kWalletKey : kFactoryKey; }
+
+// The wallet card in the field of a reader loaded with decks/cards.json, activated through `link`.
+struct DumpBench : vnr::test::SimReader {
+    DumpBench(vnr::test::Link link, std::uint32_t baud, vnrsim::HidOptions options = {}) : SimReader(deck(baud)) {
+        vnrsim::Control(reader).execute("contactless put wallet");
+        std::uint8_t type = 0, serial[4] = {};
+        if (open(link, options) && rf_card(icdev, 0, &type, serial) != VNR_OK) close();
+    }
+    static vnrsim::Deck deck(std::uint32_t baud) {
+        vnrsim::Deck deck = vnrsim::Deck::load(std::filesystem::path(VNR_DECKS) / "cards.json");
+        deck.baud = baud;
+        return deck;
+    }
+    // The dump through the library; false when a call failed. On HID, each call's delay from its reply's
+    // last report being ready to its return goes to `late`.
+    bool dump(std::vector<double>& late) {
+        const auto step = [&](std::int16_t status) {
+            if (hid) late.push_back(std::chrono::duration<double>(Clock::now() - *hid->last_report_ready()).count());
+            return status == VNR_OK;
+        };
+        for (int sector = 0; sector < kSectors; ++sector) {
+            if (!step(rf_authentication(icdev, 0, static_cast<std::uint8_t>(sector), key_of(sector).data()))) return false;
+            for (int i = 0; i < kBlocksPerSector; ++i) {
+                std::uint8_t block[kBlockSize];
+                if (!step(rf_read(icdev, static_cast<std::uint8_t>(sector * kBlocksPerSector + i), block))) return false;
+            }
+        }
+        return true;
+    }
+};
+
+// Runs the dump `state` asks for: the mean and the best wall time, and the exchanges of one dump.
+// The best one is the dump least disturbed by the rest of the machine.
+struct Timing {
+    double mean = 0, best = 1e9;
+    std::uint64_t exchanges = 0;
+    std::vector<double> late;  // HID: each call's delay after its reply was ready
+    void add(double seconds) { mean += seconds, best = std::min(best, seconds); }
+};
+
+bool time_dumps(benchmark::State& state, DumpBench& bench, Timing& timing,
+                const std::function<void()>& between = [] {}) {
+    for (auto _ : state) {
+        bench.reader.clear_history();
+        if (bench.hid) bench.hid->clear_history();
+        const auto start = Clock::now();
+        const bool done = bench.dump(timing.late);
+        timing.add(std::chrono::duration<double>(Clock::now() - start).count());
+        timing.exchanges = bench.reader.stats().frames_received;
+        if (!done) {
+            state.SkipWithError("the dump failed");
+            return false;
+        }
+        state.PauseTiming();
+        between();
+        state.ResumeTiming();
+    }
+    timing.mean /= static_cast<double>(state.iterations());
+    return true;
+}
+
+// One exchange straight against the simulated HID reader: the command's frame in one report, then the
+// reply's report asked for without a pause until the device has it. False when the reply is not one
+// report or not status 0.
+bool raw_exchange(vnrsim::HidReader& hid, const std::vector<std::uint8_t>& command) {
+    std::vector<std::uint8_t> report(hid.feature_report_length(), 0);
+    const std::vector<std::uint8_t> frame = vnrsim::encode_frame(command, vnrsim::Form::split);
+    report[0] = vnrsim::kHidReportId;
+    std::copy(frame.begin(), frame.end(), report.begin() + 1);
+    if (!hid.set_feature(report)) return false;
+    std::fill(report.begin(), report.end(), 0);
+    report[0] = vnrsim::kHidReportId;
+    while (!hid.get_feature(report)) {
+    }
+    // Split form: start byte, then S1 S2 as four characters "0000" behind the two-byte length.
+    return report[1] == vnrsim::kStartByte && std::all_of(report.begin() + 6, report.begin() + 10, [](auto c) { return c == '0'; });
+}
+
+// The dump without the library: the same 80 commands, straight to the device.
+double raw_dump_seconds(vnrsim::HidReader& hid) {
+    const auto start = Clock::now();
+    for (int sector = 0; sector < kSectors; ++sector) {
+        std::vector<std::uint8_t> auth{0x32, 0x42, static_cast<std::uint8_t>(sector), 0x00};
+        auth.insert(auth.end(), key_of(sector).begin(), key_of(sector).end());
+        if (!raw_exchange(hid, auth)) return -1;
+        for (int i = 0; i < kBlocksPerSector; ++i)
+            if (!raw_exchange(hid, {0x32, 0x43, static_cast<std::uint8_t>(sector * kBlocksPerSector + i)})) return -1;
+    }
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+void MifareDumpHid(benchmark::State& state) {
+    DumpBench bench(vnr::test::Link::hid, 0, vnrsim::HidOptions{vnrsim::kHidDefaultReportLength, kLatency, kReportInterval, {}});
+    if (bench.icdev <= 1) {
+        state.SkipWithError("the simulated HID reader did not open or the card was not activated");
+        return;
+    }
+    // The raw dump runs between two dumps through the library, so that both meet the same machine.
+    Timing library, raw;
+    vnrsim::HidStats stats;
+    const auto raw_dump = [&] {
+        stats = bench.hid->stats();
+        if (const double seconds = raw_dump_seconds(*bench.hid); seconds > 0) raw.add(seconds);
+    };
+    if (!time_dumps(state, bench, library, raw_dump)) return;
+    raw.mean /= static_cast<double>(state.iterations());
+    // The device's time: each reply's first report `latency` after its command, each further one an
+    // interval later.
+    const double latency = std::chrono::duration<double>(kLatency).count();
+    const double interval = std::chrono::duration<double>(kReportInterval).count();
+    const double link = static_cast<double>(stats.reports_set) * latency +
+                        static_cast<double>(stats.gets_answered - stats.reports_set) * interval;
+    state.counters["exchanges"] = static_cast<double>(library.exchanges);
+    state.counters["link_ms"] = link * 1e3;
+    state.counters["wall_ms"] = library.mean * 1e3;
+    state.counters["best_ms"] = library.best * 1e3;
+    state.counters["best_to_link"] = library.best / link;
+    state.counters["raw_ms"] = raw.mean * 1e3;
+    state.counters["raw_best_ms"] = raw.best * 1e3;
+    state.counters["best_to_raw_best"] = library.best / raw.best;
+    std::sort(library.late.begin(), library.late.end());
+    state.counters["median_late_us"] = library.late[library.late.size() / 2] * 1e6;
+}
+BENCHMARK(MifareDumpHid)->Iterations(20)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void MifareDumpSerial115200(benchmark::State& state) {
+    DumpBench bench(vnr::test::Link::serial, kBaud);
+    if (bench.icdev <= 1) {
+        state.SkipWithError("the simulated reader did not open or the card was not activated");
+        return;
+    }
+    Timing library;
+    if (!time_dumps(state, bench, library)) return;
+    const double wire = static_cast<double>(kCommandWire + kReplyWire) * 10.0 / kBaud;
+    const double replies = static_cast<double>(kReplyWire) * 10.0 / kBaud;
+    state.counters["exchanges"] = static_cast<double>(library.exchanges);
+    state.counters["wire_ms"] = wire * 1e3;
+    state.counters["reply_wire_ms"] = replies * 1e3;
+    state.counters["wall_ms"] = library.mean * 1e3;
+    state.counters["best_ms"] = library.best * 1e3;
+    state.counters["best_to_wire"] = library.best / wire;
+    state.counters["best_to_reply_wire"] = library.best / replies;
+}
+BENCHMARK(MifareDumpSerial115200)->Iterations(10)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+}  // namespace
+
+BENCHMARK_MAIN();
