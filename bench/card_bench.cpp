@@ -14,11 +14,15 @@
 // MifareDumpSerial115200: on the serial road at an emulated 115200 baud (10 bits a byte), split-form
 // frames. The link's own time is the wire time of all frames, commands and replies, from their bytes
 // and the baud; the simulator paces the replies only (a command reaches it at once), so the ratio to the
-// replies' wire time is given too.
+// replies' wire time is given too, and the median time a call takes beyond its reply's wire time, with
+// the same for the exchanges written and read straight on the reader's pty, without the library.
 #include "support/sim_reader.h"
 #include "vnrsim/control.h"
 
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -59,33 +63,43 @@ struct DumpBench : vnr::test::SimReader {
         deck.baud = baud;
         return deck;
     }
-    // The dump through the library; false when a call failed. On HID, each call's delay from its reply's
-    // last report being ready to its return goes to `late`.
+    // The dump through the library; false when a call failed. Each call's time beyond the link goes to
+    // `late`: on HID from its reply's last report being ready to its return, on the serial road its
+    // time less its reply's wire time.
     bool dump(std::vector<double>& late) {
-        const auto step = [&](std::int16_t status) {
-            if (hid) late.push_back(std::chrono::duration<double>(Clock::now() - *hid->last_report_ready()).count());
-            return status == VNR_OK;
+        const auto step = [&](auto call, std::size_t reply_payload) {
+            const auto start = Clock::now();
+            const bool done = call() == VNR_OK;
+            const auto end = Clock::now();
+            const double seconds = hid ? std::chrono::duration<double>(end - *hid->last_report_ready()).count()
+                                       : std::chrono::duration<double>(end - start).count() -
+                                             static_cast<double>(wire_bytes(reply_payload)) * 10.0 / kBaud;
+            late.push_back(seconds);
+            return done;
         };
         for (int sector = 0; sector < kSectors; ++sector) {
-            if (!step(rf_authentication(icdev, 0, static_cast<std::uint8_t>(sector), key_of(sector).data()))) return false;
+            const auto s = static_cast<std::uint8_t>(sector);
+            if (!step([&] { return rf_authentication(icdev, 0, s, key_of(sector).data()); }, 2)) return false;
             for (int i = 0; i < kBlocksPerSector; ++i) {
                 std::uint8_t block[kBlockSize];
-                if (!step(rf_read(icdev, static_cast<std::uint8_t>(sector * kBlocksPerSector + i), block))) return false;
+                const auto b = static_cast<std::uint8_t>(sector * kBlocksPerSector + i);
+                if (!step([&] { return rf_read(icdev, b, block); }, 2 + kBlockSize)) return false;
             }
         }
         return true;
     }
 };
 
-// Runs the dump `state` asks for: the mean and the best wall time, and the exchanges of one dump.
-// The best one is the dump least disturbed by the rest of the machine.
+// The dumps of a benchmark: the mean and the best wall time (the dump least disturbed by the rest of
+// the machine), the exchanges of one dump, and each call's time beyond the link.
 struct Timing {
     double mean = 0, best = 1e9;
     std::uint64_t exchanges = 0;
-    std::vector<double> late;  // HID: each call's delay after its reply was ready
+    std::vector<double> late;
     void add(double seconds) { mean += seconds, best = std::min(best, seconds); }
 };
 
+// Runs the dumps `state` asks for, `between` after each one, outside the time.
 bool time_dumps(benchmark::State& state, DumpBench& bench, Timing& timing,
                 const std::function<void()>& between = [] {}) {
     for (auto _ : state) {
@@ -124,17 +138,52 @@ bool raw_exchange(vnrsim::HidReader& hid, const std::vector<std::uint8_t>& comma
     return report[1] == vnrsim::kStartByte && std::all_of(report.begin() + 6, report.begin() + 10, [](auto c) { return c == '0'; });
 }
 
+// The dump's commands, in order.
+std::vector<std::vector<std::uint8_t>> dump_commands() {
+    std::vector<std::vector<std::uint8_t>> commands;
+    for (int sector = 0; sector < kSectors; ++sector) {
+        commands.push_back({0x32, 0x42, static_cast<std::uint8_t>(sector), 0x00});
+        commands.back().insert(commands.back().end(), key_of(sector).begin(), key_of(sector).end());
+        for (int i = 0; i < kBlocksPerSector; ++i)
+            commands.push_back({0x32, 0x43, static_cast<std::uint8_t>(sector * kBlocksPerSector + i)});
+    }
+    return commands;
+}
+
 // The dump without the library: the same 80 commands, straight to the device.
 double raw_dump_seconds(vnrsim::HidReader& hid) {
     const auto start = Clock::now();
-    for (int sector = 0; sector < kSectors; ++sector) {
-        std::vector<std::uint8_t> auth{0x32, 0x42, static_cast<std::uint8_t>(sector), 0x00};
-        auth.insert(auth.end(), key_of(sector).begin(), key_of(sector).end());
-        if (!raw_exchange(hid, auth)) return -1;
-        for (int i = 0; i < kBlocksPerSector; ++i)
-            if (!raw_exchange(hid, {0x32, 0x43, static_cast<std::uint8_t>(sector * kBlocksPerSector + i)})) return -1;
-    }
+    for (const auto& command : dump_commands())
+        if (!raw_exchange(hid, command)) return -1;
     return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// The dump without the library on the serial road: each command's frame written to the reader's pty,
+// its reply read as it comes until all of it is there. Each exchange's time beyond its reply's wire
+// time goes to `over`; false when the line failed.
+bool raw_serial_dump(const std::filesystem::path& port, std::vector<double>& over) {
+    const int fd = ::open(port.c_str(), O_RDWR | O_NOCTTY);
+    if (fd < 0) return false;
+    bool done = true;
+    std::vector<std::uint8_t> reply(64);
+    for (const auto& command : dump_commands()) {
+        const std::vector<std::uint8_t> frame = vnrsim::encode_frame(command, vnrsim::Form::split);
+        const std::size_t expected = wire_bytes(2 + (command[1] == 0x43 ? kBlockSize : 0));
+        const auto start = Clock::now();
+        done = ::write(fd, frame.data(), frame.size()) == static_cast<ssize_t>(frame.size());
+        for (std::size_t got = 0; done && got < expected;) {
+            // The line is set to answer a read at once, with what there is: wait for bytes first.
+            pollfd ready{fd, POLLIN, 0};
+            const ssize_t count = ::poll(&ready, 1, 1000) == 1 ? ::read(fd, reply.data() + got, expected - got) : -1;
+            done = count > 0;
+            got += done ? static_cast<std::size_t>(count) : 0;
+        }
+        if (!done) break;
+        over.push_back(std::chrono::duration<double>(Clock::now() - start).count() -
+                       static_cast<double>(expected) * 10.0 / kBaud);
+    }
+    ::close(fd);
+    return done;
 }
 
 void MifareDumpHid(benchmark::State& state) {
@@ -178,7 +227,11 @@ void MifareDumpSerial115200(benchmark::State& state) {
         return;
     }
     Timing library;
-    if (!time_dumps(state, bench, library)) return;
+    std::vector<double> raw_over;
+    const auto raw_dump = [&] {
+        if (!raw_serial_dump(bench.prefix.com(1), raw_over)) raw_over.assign(1, -1);
+    };
+    if (!time_dumps(state, bench, library, raw_dump)) return;
     const double wire = static_cast<double>(kCommandWire + kReplyWire) * 10.0 / kBaud;
     const double replies = static_cast<double>(kReplyWire) * 10.0 / kBaud;
     state.counters["exchanges"] = static_cast<double>(library.exchanges);
@@ -188,6 +241,10 @@ void MifareDumpSerial115200(benchmark::State& state) {
     state.counters["best_ms"] = library.best * 1e3;
     state.counters["best_to_wire"] = library.best / wire;
     state.counters["best_to_reply_wire"] = library.best / replies;
+    std::sort(library.late.begin(), library.late.end());
+    state.counters["median_over_us"] = library.late[library.late.size() / 2] * 1e6;
+    std::sort(raw_over.begin(), raw_over.end());
+    state.counters["raw_median_over_us"] = raw_over[raw_over.size() / 2] * 1e6;
 }
 BENCHMARK(MifareDumpSerial115200)->Iterations(10)->Unit(benchmark::kMillisecond)->UseRealTime();
 
