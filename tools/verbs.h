@@ -14,5 +14,6 @@ int contact_command(int argc, char** argv);   // contact_command.cpp
 int rf_command(int argc, char** argv);        // rf_command.cpp
 int mifare_command(int argc, char** argv);    // mifare_command.cpp
 int ntag_command(int argc, char** argv);      // ntag_command.cpp
+int bank_command(int argc, char** argv);      // bank_command.cpp
 
 }  // namespace vnr::tool

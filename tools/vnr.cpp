@@ -54,6 +54,12 @@ constexpr Verb kVerbs[] = {
              "    with the password --key), or initialise a delivered tag: new password --key, the text from\n"
              "    page 0x50 on (at most 192 bytes in GBK), then the lock bytes",
      vnr::tool::ntag_command},
+    {"bank", "bank [--contactless] [--json] [--emv] [--full]\n"
+             "    read a bank card's number and holder name (contact in slot 0, or --contactless in the field):\n"
+             "    the number masked but its first and last four digits (--full: all of them), the name and the\n"
+             "    library's message; --emv reads the card as a payment terminal does (vnr_emv) and prints the\n"
+             "    expiry and the application too",
+     vnr::tool::bank_command},
     {"statuses", "statuses [--json]\n"
                  "    every status code of the library with what it means",
      vnr::tool::statuses_command},
