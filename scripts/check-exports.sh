@@ -96,7 +96,11 @@ check_imports() {  # check_imports BINARY ALLOWED...
   if [ -n "$bad" ]; then fail "$(basename "$binary") imports non-system DLLs:$bad"; else pass "$(basename "$binary") imports only: $(echo $(imports_of "$binary"))"; fi
 }
 check_imports "$dll" $system_dlls
-[ ! -f "$build/tools/vnr.exe" ] || check_imports "$build/tools/vnr.exe" $system_dlls VNR_32.DLL
+# The command-line tool and the EMV library are ours too: they may lean on
+# vnr_32.dll (and the tool on vnr_emv.dll), nothing else outside Windows.
+emv_dll=$(find "$build" -maxdepth 2 -iname 'vnr_emv.dll' | head -n1)
+[ -z "$emv_dll" ] || check_imports "$emv_dll" $system_dlls VNR_32.DLL
+[ ! -f "$build/tools/vnr.exe" ] || check_imports "$build/tools/vnr.exe" $system_dlls VNR_32.DLL VNR_EMV.DLL
 
 if [ "$failures" -ne 0 ]; then
   echo "check-exports: $failures failure(s) in $build"
