@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <vector>
@@ -25,6 +26,11 @@ struct Incoming {
     Bytes rest;
     std::size_t chunk = 1;  // most bytes one serial read gives
     std::vector<std::uint8_t> sent;  // everything the library wrote, in order
+    // When set, the port answers every write with the frame this gives (a reader that answers each
+    // command), served before `rest`.
+    std::function<std::vector<std::uint8_t>()> answer;
+    std::vector<std::uint8_t> queued;
+    std::size_t queued_at = 0;
 
     Bytes take(std::size_t most) {
         const Bytes head = rest.first(std::min(most, rest.size()));
@@ -43,12 +49,24 @@ public:
     bool setup(std::uint32_t, std::uint32_t, const platform::SerialTimeouts&) noexcept override { return true; }
     bool purge() noexcept override { return true; }
     bool write(const std::uint8_t* bytes, std::size_t size) noexcept override {
-        incoming().sent.insert(incoming().sent.end(), bytes, bytes + size);
+        Incoming& in = incoming();
+        in.sent.insert(in.sent.end(), bytes, bytes + size);
+        if (in.answer) {
+            in.queued = in.answer();
+            in.queued_at = 0;
+        }
         return true;
     }
     // The link asks for one byte, then the head, then the rest of the frame: each read gives at most
     // `chunk` bytes, and a read with nothing left fails (the cable pulled), so no read waits.
     long read(std::uint8_t* bytes, std::size_t size) noexcept override {
+        Incoming& in = incoming();
+        if (in.queued_at < in.queued.size()) {
+            const std::size_t count = std::min(size, in.queued.size() - in.queued_at);
+            std::copy_n(in.queued.begin() + static_cast<std::ptrdiff_t>(in.queued_at), count, bytes);
+            in.queued_at += count;
+            return static_cast<long>(count);
+        }
         if (incoming().rest.empty()) return -1;
         const Bytes given = incoming().take(std::min(size, incoming().chunk));
         std::copy(given.begin(), given.end(), bytes);

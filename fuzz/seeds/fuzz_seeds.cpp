@@ -210,6 +210,12 @@ void other_seeds(const fs::path& decks) {
     write("magstripe_reply", "tracks-with-sentinels", stripe);
     write("magstripe_reply", "track2-double-start", {0xF5, 0x06, 0x00, ';', ':', '1', '2', '3', '?'});
     write("magstripe_reply", "plain-tracks", {0x02, 0x01, 0x00, 'A', 'B', 'C'});
+    auto text = [](std::string_view t) { return Bytes(t.begin(), t.end()); };
+    write("paths", "drive", text("C:\\photos\\zp.bmp"));
+    write("paths", "native", text("/tmp/photos/zp.bmp"));
+    write("paths", "rooted-dots", text("\\photos\\..\\..\\.\\x\\"));
+    write("paths", "log-root", text("D:\\VNlog"));
+    write("paths", "gbk", text("c:\\\xD5\xD5\xC6\xAC\\\x81\\zp.bmp"));
     write("contact_reply", "short-type-size", {0x01, 0x05});
     write("contact_reply", "atr-4442", {0xA2, 0x13, 0x10, 0x91});
 }
