@@ -4,6 +4,7 @@
 // decks, a portrait packed by the codec, small BMP files of every depth and the decks themselves.
 //   fuzz_seeds <decks folder> <out folder>
 #include "vnrsim/deck.h"
+#include "vnrsim/deck_json.h"
 #include "vnrsim/frame.h"
 #include "vnrsim/reader.h"
 #include "wlt/codec.h"
@@ -12,6 +13,7 @@
 #include <fstream>
 #include <functional>
 #include <iostream>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -22,6 +24,8 @@ using Bytes = std::vector<std::uint8_t>;
 namespace fs = std::filesystem;
 
 fs::path out_root;
+// The data of the simulator's plain replies, by name ("idcard-read"), for the exchange targets' seeds.
+std::map<std::string, Bytes> sim_data;
 
 void write(const std::string& target, const std::string& name, const Bytes& bytes) {
     const fs::path folder = out_root / target;
@@ -103,6 +107,7 @@ void reader_seeds(const fs::path& decks) {
             frame_seeds(std::string("sim-") + a.name + (split ? "-split" : "-plain"), reply, split);
             if (split) continue;
             const Bytes data = reply_data(reply);
+            sim_data[a.name] = data;
             const std::string name = std::string("sim-") + a.name;
             if (std::string(a.name).rfind("idcard", 0) == 0) {
                 write("idcard_reply", name, data);
@@ -166,6 +171,30 @@ void bmp_seeds() {
     write("bmp", "bmp-24-v4-header", bmp(24, true, 108));
 }
 
+// The card picture target's input: nine texts as FuzzedDataProvider's strings (a backslash doubled,
+// a backslash and another byte ending one), the photo file, and the face last.
+void card_picture_seeds() {
+    const std::vector<std::string> texts = {
+        vnrsim::to_gbk("林示例"), vnrsim::to_gbk("男"), vnrsim::to_gbk("汉"), "19880614",
+        vnrsim::to_gbk("示例省模拟市虚构区测试路88号演示小区3栋2单元501室"), "990101198806140019",
+        vnrsim::to_gbk("模拟市公安局虚构分局"), "20150320", vnrsim::to_gbk("长期")};
+    Bytes head;
+    for (const std::string& text : texts) {
+        for (const char c : text) {
+            head.push_back(static_cast<std::uint8_t>(c));
+            if (c == '\\') head.push_back('\\');
+        }
+        head.push_back('\\');
+        head.push_back('|');
+    }
+    for (int face = 0; face < 3; ++face) {
+        const int bits = face == 0 ? 24 : 8;
+        Bytes input = concat(head, bmp(bits, face == 1));
+        input.push_back(static_cast<std::uint8_t>(face));
+        write("card_picture", "face-" + std::to_string(face), input);
+    }
+}
+
 void portrait_seeds(const fs::path& decks) {
     for (const char* name : {"resident", "foreign"}) {
         const auto image = wlt::read_bmp(decks / "portraits" / (std::string(name) + ".bmp"));
@@ -220,6 +249,76 @@ void other_seeds(const fs::path& decks) {
     write("contact_reply", "atr-4442", {0xA2, 0x13, 0x10, 0x91});
 }
 
+// An input of the exchange targets, which read it through FuzzedDataProvider: numbers from the end
+// (the first taken is the last byte, a number's high byte first), reply data from the front.
+class ExchangeInput {
+public:
+    // A number the target takes with `bytes` bytes.
+    ExchangeInput& number(std::uint64_t value, int bytes) {
+        for (int i = bytes - 1; i >= 0; --i) back_.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
+        return *this;
+    }
+    // The reader's next reply: a success with `data`.
+    ExchangeInput& reply(const Bytes& data) {
+        number(1, 1).number(data.size(), 2);
+        front_.insert(front_.end(), data.begin(), data.end());
+        return *this;
+    }
+    Bytes bytes() const {
+        Bytes all = front_;
+        all.insert(all.end(), back_.rbegin(), back_.rend());
+        return all;
+    }
+
+private:
+    Bytes front_, back_;
+};
+
+void exchange_seeds() {
+    // The identity card target: a choice byte, then the function.
+    const struct {
+        const char* name;
+        int function, choice;
+        const char* reply;
+    } idcard[] = {
+        {"find", 0, 0, "idcard-find"},           {"read", 1, 0, "idcard-read"},
+        {"module-id", 2, 0, "idcard-module-id"}, {"read-p-w", 4, 1, "idcard-read-d003"},
+        {"read-p-w-f", 4, 0, "idcard-read-fingerprint"}, {"read-card", 5, 0, "idcard-read"},
+        {"read-card-extra", 6, 1, "idcard-read"}, {"read-card-ex", 7, 2, "idcard-read"},
+        {"read-card-extwo", 8, 2, "idcard-read"}, {"read-card-finger", 9, 0, "idcard-foreign"},
+        {"foreign", 10, 1, "idcard-foreign"},     {"resident-line", 10, 0, "idcard-read"},
+    };
+    for (const auto& seed : idcard)
+        write("idcard_exchange", seed.name,
+              ExchangeInput().number(seed.choice, 1).number(seed.function, 1).reply(sim_data[seed.reply]).bytes());
+    // The contact target: slot, a number, a count, then the function.
+    write("contact_exchange", "identify",
+          ExchangeInput().number(0, 1).number(0, 2).number(0, 2).number(6, 1).reply(sim_data["contact-identify"]).bytes());
+    write("contact_exchange", "identify-then-read",
+          ExchangeInput().number(0, 1).number(0, 2).number(0, 2).number(6, 1).reply(sim_data["contact-identify-eeprom"])
+              .number(0, 1).number(16, 2).number(1500, 2).number(9, 1).reply(Bytes(1024, 0x11)).reply(Bytes(476, 0x22))
+              .bytes());
+    write("contact_exchange", "reset",
+          ExchangeInput().number(0, 1).number(1, 2).number(0, 2).number(1, 1)
+              .reply({0x00, 0x3B, 0x68, 0x00, 0x00, 0x56, 0x4E, 0x52, 0x53, 0x49, 0x4D, 0x30, 0x31}).bytes());
+    // The contactless target: an address, a 32-bit number, then the function.
+    write("contactless_exchange", "open-card",
+          ExchangeInput().number(0, 1).number(1, 4).number(1, 1).reply(sim_data["open-card"]).bytes());
+    write("contactless_exchange", "rf-card-then-read",
+          ExchangeInput().number(0, 1).number(1, 4).number(2, 1).reply(sim_data["rf-card"])
+              .number(4, 1).number(0, 4).number(6, 1).reply(Bytes(16, 0x5A)).bytes());
+    write("contactless_exchange", "tag", ExchangeInput().number(0, 1).number(1, 4).number(12, 1).reply(sim_data["rf-card-tag"]).bytes());
+    // The reader target: a small number, a 16-bit number, then the function.
+    write("reader_exchange", "version", ExchangeInput().number(0, 1).number(0, 2).number(0, 1).reply(sim_data["version"]).bytes());
+    const std::string t1 = "%B9900001234567890^SAMPLE/ALEX J^2912201000?", t2 = ";9900001234567890=2912201?";
+    Bytes tracks{static_cast<std::uint8_t>(t1.size()), static_cast<std::uint8_t>(t2.size()), 0xF5};
+    tracks.insert(tracks.end(), t1.begin(), t1.end());
+    tracks.insert(tracks.end(), t2.begin(), t2.end());
+    write("reader_exchange", "swipe", ExchangeInput().number(0, 1).number(1, 2).number(9, 1).reply(tracks).bytes());
+    write("reader_exchange", "eeprom-write",
+          ExchangeInput().number(3, 1).number(4, 2).number(4, 1).reply(Bytes(2, 0x44)).reply(Bytes(2, 0x55)).reply({}).bytes());
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -232,7 +331,9 @@ int main(int argc, char** argv) {
     try {
         golden_frames();
         reader_seeds(decks);
+        exchange_seeds();
         bmp_seeds();
+        card_picture_seeds();
         portrait_seeds(decks);
         other_seeds(decks);
     } catch (const std::exception& e) {
