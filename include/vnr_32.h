@@ -218,6 +218,21 @@ VNR_API int16_t VNR_CALL tf_write(int32_t icdev, int32_t address, uint32_t lengt
  * *length its count. No handle check of its own: an icdev of 0 or below gives VNR_E_HANDLE_EXCHANGE. */
 VNR_API int16_t VNR_CALL Dev_GetEMID(int32_t icdev, uint8_t* length, uint8_t* id);
 
+/* Looks for a card of any kind, in this order, through the exported functions (each takes the lock for
+ * itself, so another thread's command may fall between the steps):
+ *   1. a contact card in slot 0 (sam_slt_getstate gives state 0x1003 or 0x1004) that powers up
+ *      (sam_slt_reset with no wait): *contact_cpu = 1, its ATR to `atr` and its length to *atr_length;
+ *   2. CLCard_Open with no wait: a contactless CPU card sets *contactless_cpu = 1 and gives its ATS in
+ *      `atr` and *atr_length; an identity card sets *identity_card = 1 (nothing else is written);
+ *   3. otherwise a stripe read with no wait (magnetic_read_ms): on success *magnetic = 1 and `tracks` (the
+ *      771-byte track record) holds the tracks.
+ * A contactless memory card is no hit: the search goes on to the stripe. The flags are only ever set to 1:
+ * clear them first. `atr` must hold 255 bytes. Returns 0 when a card was found, else the status of the
+ * stripe read (the steps before report nothing); VNR_E_BAD_ARGUMENT for a null buffer. */
+VNR_API int16_t VNR_CALL Get_CardType(int32_t icdev, uint32_t* contactless_cpu, uint32_t* contact_cpu,
+                                      uint8_t* atr_length, uint8_t* atr, uint32_t* identity_card, uint32_t* magnetic,
+                                      uint8_t* tracks);
+
 /* ---- Magnetic stripe -----------------------------------------------------------------------------
  * The track record (771 bytes): the lengths of tracks 1, 2 and 3 (one byte each), then 256 bytes for
  * each track, at offsets 3, 259 and 515. Tracks are the card's text, without terminator; the bytes

@@ -20,5 +20,7 @@ int contact_command(int argc, char** argv);   // contact_command.cpp
 int rf_command(int argc, char** argv);        // rf_command.cpp
 int mifare_command(int argc, char** argv);    // mifare_command.cpp
 int ntag_command(int argc, char** argv);      // ntag_command.cpp
+int card_kind_command(int argc, char** argv);  // card_kind_command.cpp
+int des_command(int argc, char** argv);        // des_command.cpp
 
 }  // namespace vnr::tool

@@ -56,11 +56,13 @@ constexpr Verb kVerbs[] = {
             "    set the PIN pad's PIN length (default 6) and entry time-out (default 30 s), then read a PIN\n"
             "    in the clear, or enciphered under user key N with the 6 bytes of --block, in hexadecimal",
      vnr::tool::pin_command},
-    {"contact", "contact status|atr|apdu HEX...|read ADDR LEN|write ADDR HEX [--slot N] [--json]\n"
+    {"contact", "contact status|atr|apdu HEX...|read ADDR LEN|write ADDR HEX [--slot N] [--password HEX] [--json]\n"
                 "    a card in contact slot N (default 0): status prints the slot's state, atr powers the card up\n"
-                "    and prints its answer to reset, apdu powers it up when it lies unpowered and sends each APDU\n"
-                "    (hexadecimal), printing the answer and its status word; read and write identify a memory card\n"
-                "    and read LEN bytes or write the bytes given at ADDR",
+                "    and prints its answer to reset, apdu powers it up when it lies unpowered (a powered card's\n"
+                "    session goes on) and sends each APDU (hexadecimal), printing the answer and its status word;\n"
+                "    a card's 61xx is followed by GET RESPONSE and its 6Cxx by the APDU again with Le xx. read and\n"
+                "    write identify a memory card, present --password when given, and read LEN bytes or write the\n"
+                "    bytes given at ADDR",
      vnr::tool::contact_command},
     {"rf", "rf scan [--wait SECONDS] [--json]\n"
            "    switch the RF field on, wait for a contactless card and say what it is (identity card, CPU\n"
@@ -75,6 +77,15 @@ constexpr Verb kVerbs[] = {
              "    with the password --key), or initialise a delivered tag: new password --key, the text from\n"
              "    page 0x50 on (at most 192 bytes in GBK), then the lock bytes",
      vnr::tool::ntag_command},
+    {"card-kind", "card-kind [--json]\n"
+                  "    look for a card of any kind, in the library's order: a contact CPU card in slot 0, a card in\n"
+                  "    the RF field (a contactless CPU card or an identity card), then a swiped stripe; print its kind\n"
+                  "    and its ATR or ATS",
+     vnr::tool::card_kind_command},
+    {"des", "des enc|dec KEY HEX\n"
+            "    encipher or decipher a message with the library's DES (8-byte key) or two-key triple DES (16-byte\n"
+            "    key), block by block, a short last block filled with zeros; needs no reader",
+     vnr::tool::des_command},
     {"statuses", "statuses [--json]\n"
                  "    every status code of the library with what it means",
      vnr::tool::statuses_command},

@@ -1,6 +1,7 @@
 // tests/reader/pinpad_test.cpp: the PIN pad's state rules, the user key table and the active key, the
 // waits of a person's entry, and keys and PINs kept out of the log.
 #include "core/state.h"
+#include "models/pinpad/pin_pad.h"
 #include "reader_support.h"
 
 namespace {
@@ -106,3 +107,19 @@ TEST_F(PinPadWaits, AReadWaitsTheEntryTimeOutAndASecondThenTheStandingWaitComesB
 }
 
 }  // namespace
+
+// Against the simulated pad: a work key loaded and activated, a PIN typed on the pad, its enciphered
+// block read, and pwd_decrypt giving back the format 0 block that the pad made of it.
+TEST_F(PinPad, TheActiveWorkKeyDeciphersThePadsPinBlock) {
+    ASSERT_EQ(mw_kb_downloadmainkey(icdev, 0, 1, "0123456789ABCDEF"), VNR_OK);
+    ASSERT_EQ(mw_kb_downloaduserkey(icdev, 1, 1, 2, "0123456789ABCDEFFEDCBA9876543210"), VNR_OK);
+    ASSERT_EQ(mw_kb_settimeout(icdev, 6) + mw_kb_setpasslen(icdev, 4) + mw_kb_activekey(icdev, 1, 2), VNR_OK);
+    reader.model<vnrsim::PinPad>()->enter({"1234", false});
+    char hex[40] = {};
+    ASSERT_EQ(mw_kb_getenpin(icdev, 1, "123456789012", hex), VNR_OK);
+    uint8_t block[9] = {}, clear[8] = {};
+    ASSERT_EQ(asc_hex(hex, block, 8), VNR_OK);
+    EXPECT_EQ(pwd_decrypt(block, 8, clear), VNR_OK);
+    // 04 12 34 FF FF FF FF FF XOR 00 00 12 34 56 78 90 12
+    EXPECT_EQ(Bytes(clear, clear + 8), (Bytes{0x04, 0x12, 0x26, 0xCB, 0xA9, 0x87, 0x6F, 0xED}));
+}
