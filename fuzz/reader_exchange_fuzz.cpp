@@ -1,8 +1,8 @@
 // fuzz/reader_exchange_fuzz.cpp: the reader's own functions, the magnetic stripe and the PIN pad against
 // a reader whose every reply the fuzzer writes: version and serial texts, status bytes, the EEPROM in
 // words (with the read before a partial write), the fingerprint query's stretches, the bend value, the
-// block store, the EMID, the track record of a swipe and the pad's PIN and PIN block. Up to eight calls
-// an input; every out-buffer has exactly its documented room.
+// block store, the EMID, the track record of a swipe, the pad's PIN and PIN block, and the search over
+// card kinds. Up to eight calls an input; every out-buffer has exactly its documented room.
 #include "check.h"
 #include "fuzzed_reader.h"
 #include "vnr_32.h"
@@ -14,7 +14,7 @@ using vnr::fuzz::room;
 void call_one(std::int32_t icdev, FuzzedDataProvider& in) {
     const auto small = in.ConsumeIntegral<std::uint8_t>();
     const auto number = in.ConsumeIntegral<std::uint16_t>();
-    switch (in.ConsumeIntegralInRange(0, 16)) {
+    switch (in.ConsumeIntegralInRange(0, 17)) {
         case 0: {
             std::uint8_t length = 0xEE;
             auto text = room(100);
@@ -93,6 +93,14 @@ void call_one(std::int32_t icdev, FuzzedDataProvider& in) {
         case 16: {
             const auto data = room(number % 600);
             tf_write(icdev, number, static_cast<std::uint32_t>(data.size()), data.data());
+            break;
+        }
+        case 17: {
+            std::uint32_t contactless_cpu = 0, contact_cpu = 0, identity_card = 0, magnetic = 0;
+            std::uint8_t length = 0;
+            auto answer = room(255), tracks = room(771);
+            Get_CardType(icdev, &contactless_cpu, &contact_cpu, &length, answer.data(), &identity_card, &magnetic,
+                         tracks.data());
             break;
         }
     }
