@@ -3,6 +3,10 @@
 // forms, as serial bytes and as HID reports), the identity card replies and text blocks of the demo
 // decks, a portrait packed by the codec, small BMP files of every depth and the decks themselves.
 //   fuzz_seeds <decks folder> <out folder>
+#include "core/state.h"
+#include "fuzzed_link.h"
+#include "vnr_32.h"
+#include "vnr_emv.h"
 #include "vnrsim/deck.h"
 #include "vnrsim/deck_json.h"
 #include "vnrsim/frame.h"
@@ -264,6 +268,13 @@ public:
         front_.insert(front_.end(), data.begin(), data.end());
         return *this;
     }
+    // The reader's next reply as a whole payload (S1, S2 and the data).
+    ExchangeInput& payload(const Bytes& payload) {
+        if (payload.size() >= 2 && payload[0] == 0 && payload[1] == 0) return reply(Bytes(payload.begin() + 2, payload.end()));
+        number(0, 1).number(payload.size(), 2);
+        front_.insert(front_.end(), payload.begin(), payload.end());
+        return *this;
+    }
     Bytes bytes() const {
         Bytes all = front_;
         all.insert(all.end(), back_.rbegin(), back_.rend());
@@ -273,6 +284,74 @@ public:
 private:
     Bytes front_, back_;
 };
+
+// The payloads (S1, S2 and data) that the simulated reader of `deck` answers to the commands of
+// `session`, which calls exported functions on the handle it is given, in order.
+std::vector<Bytes> record(vnrsim::Deck deck, const std::function<void(std::int32_t)>& session) {
+    vnrsim::Reader reader(std::move(deck));
+    reader.set_form(vnrsim::Form::plain);
+    std::vector<Bytes> payloads;
+    vnr::fuzz::Incoming& in = vnr::fuzz::incoming();
+    in.rest = {};
+    in.chunk = 4096;
+    in.sent.clear();
+    in.answer = [&] {
+        const Bytes frame = reader.receive(in.sent);
+        in.sent.clear();
+        // Plain form: 02, two length bytes, the payload, the check byte, 03.
+        if (frame.size() >= 5) payloads.emplace_back(frame.begin() + 3, frame.end() - 2);
+        return frame;
+    };
+    vnr::core::link_state().com_mode = vnr::core::kLinkSerial;
+    vnr::core::link_state().trans_mode = vnr::core::kSplitForm;
+    vnr::core::set_comm_timeout(2000, 0);
+    session(vnr::fuzz::fuzzed_port_handle());
+    in.answer = nullptr;
+    return payloads;
+}
+
+// Bank card reads in both ways and the EMV read, contact and contactless, against the bank decks; the
+// card answers they met feed the TLV and card data targets.
+void bank_seeds(const fs::path& decks) {
+    Bytes joined;
+    int answers = 0;
+    for (const char* deck_name : {"emv.json", "pboc.json"}) {
+        for (const int choice : {1, 0, 0x81, 0x80}) {
+            const std::vector<Bytes> payloads = record(vnrsim::Deck::load(decks / "bank" / deck_name), [&](std::int32_t icdev) {
+                const std::int32_t card_type = choice % 2 ? 0 : 255;
+                if (choice & 0x80) {
+                    vnr_emv_card card;
+                    vnr_emv_read(icdev, card_type, &card);
+                } else {
+                    char card_no[40] = {}, name[64] = {}, message[52] = {};
+                    iReadICCardNoAndName(icdev, card_type, card_no, name, message);
+                }
+            });
+            ExchangeInput input;
+            input.number(static_cast<std::uint64_t>(choice), 1);
+            for (const Bytes& payload : payloads) input.payload(payload);
+            const std::string name = std::string(deck_name).substr(0, 4) + (choice & 0x80 ? "-emv" : "-read") +
+                                     (choice % 2 ? "-contact" : "-contactless");
+            write("bank_exchange", name, input.bytes());
+            for (const Bytes& payload : payloads) {
+                if (payload.size() < 4 || payload[0] != 0 || payload[1] != 0) continue;
+                const Bytes answer(payload.begin() + 2, payload.end());
+                if (answers++ % 3 == 0) write("bank_tlv", name + "-" + std::to_string(answers), concat({2, 0x5F, 0x20}, answer));
+                joined = concat(concat(joined, answer), {0xFF, 0xFE});
+            }
+        }
+    }
+    write("emv_card_data", "answers", joined);
+    write("bank_tlv", "nested", {1, 0x4F, 0x6F, 0x10, 0x84, 0x02, 0xA0, 0x00, 0xA5, 0x0A, 0xBF, 0x0C, 0x07, 0x61, 0x05,
+                                 0x4F, 0x03, 0xA0, 0x00, 0x03, 0x90, 0x00});
+    // The PDOL target: the random and type texts and the AFL text from the front, the PDOL text the rest;
+    // the amount and the commands' room from the end.
+    auto text = [](std::string_view t) { return Bytes(t.begin(), t.end()); };
+    Bytes gpo = concat(concat(text("12345678\\|00\\|08010100100102001801FF00\\|"),
+                              text("9F66049F02069F03069F1A0295055F2A029A039C019F37049F3501DF6001")),
+                       {0x20, 0x00, 0x00, 0x00, 0x00, 0x64});
+    write("bank_gpo", "pdol-and-afl", gpo);
+}
 
 void exchange_seeds() {
     // The identity card target: a choice byte, then the function.
@@ -332,6 +411,7 @@ int main(int argc, char** argv) {
         golden_frames();
         reader_seeds(decks);
         exchange_seeds();
+        bank_seeds(decks);
         bmp_seeds();
         card_picture_seeds();
         portrait_seeds(decks);
