@@ -6,6 +6,8 @@ set -euo pipefail
 
 packages=(build-essential cmake ninja-build binutils googletest libgtest-dev libgmock-dev libbenchmark-dev libssl-dev
           nlohmann-json3-dev
+          # the fuzz targets: clang with libFuzzer and the sanitizers' runtimes
+          clang libclang-rt-14-dev
           # text on card pictures: FreeType and fontconfig, a 12-pixel Song bitmap font and AR PL UMing
           libfreetype-dev libfontconfig-dev xfonts-wqy fonts-arphic-uming)
 if [ "${1:-all}" = all ]; then

@@ -3,7 +3,8 @@
 #   0. the layering check (scripts/check-layering.sh);
 #   1. the Linux build's tests (unit, integration through the simulator, ABI, export table);
 #   2. the same tests in an address+undefined sanitizer build and in a thread sanitizer build;
-#   3. the Windows DLLs (x86_64 and i686) cross-built, their export tables checked, and the x86_64
+#   3. every fuzz target for 30 s from its corpus (scripts/fuzz.sh, a clang build), each counted as a test;
+#   4. the Windows DLLs (x86_64 and i686) cross-built, their export tables checked, and the x86_64
 #      DLL's serial-road tests run under Wine against the simulator.
 # Ends with one line "total: N passed, N failed"; exits non-zero on any failure.
 #   scripts/test.sh [--linux-only]
@@ -61,6 +62,19 @@ step "Thread sanitizer build and tests"
 if build build-tsan -DVNR_SANITIZE=thread -DCMAKE_BUILD_TYPE=Debug; then
   TSAN_OPTIONS=halt_on_error=1 run_ctest tsan build-tsan
 else failed=$((failed + 1)); stage_failed+=("tsan build"); fi
+
+step "Fuzzing: each target 30 s"
+log=$(mktemp)
+"$top/scripts/fuzz.sh" 30 2>&1 | tee "$log"
+line=$(grep -E "^fuzz: [0-9]+ passed, [0-9]+ failed$" "$log" | tail -n 1)
+if [ -n "$line" ]; then
+  p=${line#fuzz: }; p=${p%% passed*}; f=${line#*passed, }; f=${f%% failed*}
+  passed=$((passed + p)); failed=$((failed + f))
+  [ "$f" -eq 0 ] || stage_failed+=("fuzz")
+else
+  failed=$((failed + 1)); stage_failed+=("fuzz")
+fi
+rm -f "$log"
 
 if [ "$linux_only" -eq 0 ]; then
   step "Windows cross builds, export tables and the serial road under Wine"

@@ -51,8 +51,9 @@ Deck Deck::parse(std::string_view text, std::string_view origin, const std::file
     Json root;
     try {
         root = Json::parse(text);
-    } catch (const Json::parse_error& e) {
-        // what() starts with "[json.exception.parse_error.101] "; the rest says where.
+    } catch (const Json::exception& e) {
+        // A syntax error, or a number too large for a double (out_of_range.406). what() starts with
+        // "[json.exception.parse_error.101] "; the rest says where.
         std::string message = e.what();
         if (const auto at = message.find("] "); at != std::string::npos) message.erase(0, at + 2);
         throw std::runtime_error(name + ": not valid JSON: " + message);

@@ -44,7 +44,7 @@ constexpr std::string_view kForeignMark = "I";
 
 constexpr std::size_t kLongestBitmapPath = 254;
 constexpr std::size_t kReplySize = 3096;
-constexpr std::size_t kLineRoom = 3096;
+constexpr std::size_t kLineRoom = kCardLineRoom;
 constexpr std::size_t kTextRoom = 256;
 constexpr std::int32_t kWithFingerprint = 1;  // with_fingerprint: any other value reads without  // a converted field, terminated: more than any capacity
 
@@ -104,6 +104,18 @@ void foreign_line(const std::uint8_t* block, const char* fingerprint_hex, char* 
                   text[8].data(), text[9].data(), text[10].data(), text[11].data(), fingerprint_hex);
 }
 
+}  // namespace
+
+bool card_line(std::span<const std::uint8_t, 256> block, const char* fingerprint_hex, std::span<char, kCardLineRoom> line) {
+    std::array<char, kTextRoom> mark{};
+    foreign_field(kMarkSelector, block.data(), mark.data());
+    const bool foreign = kForeignMark == mark.data();
+    foreign ? foreign_line(block.data(), fingerprint_hex, line.data()) : resident_line(block.data(), fingerprint_hex, line.data());
+    return foreign;
+}
+
+namespace {
+
 std::int16_t read_foreign(std::int32_t icdev, const char* bmp_path, std::uint32_t* is_foreign, char* line,
                           std::int32_t with_fingerprint) {
     static constexpr char kResult[] = "==>IDCard_ReadCard_Foreign 返回值: %d";
@@ -132,17 +144,14 @@ std::int16_t read_foreign(std::int32_t icdev, const char* bmp_path, std::uint32_
     const std::optional<ReadLayout> layout = read_layout(room.all().first(received), form);
     // Fingerprint data beyond 1024 bytes has no room in the line.
     if (!layout || layout->fingerprint.size() > kFingerprintSize) return call.finish(VNR_E_END_BYTE, kResult);
-    const std::uint8_t* block = layout->block.data();
+    const std::span<const std::uint8_t, kTextBlockSize> block = layout->block.first<kTextBlockSize>();
 
     std::vector<char> hex(2 * kFingerprintSize + 1, '\0');
     crypto::hex_asc(layout->fingerprint.data(), hex.data(), static_cast<std::uint32_t>(layout->fingerprint.size()));
     std::vector<char> text(kLineRoom, '\0');
-    std::array<char, kTextRoom> mark{};
-    foreign_field(kMarkSelector, block, mark.data());
-    const bool foreign = kForeignMark == mark.data();
-    if (is_foreign != nullptr) *is_foreign = foreign ? 1 : 0;
     // The resident card's fields come through the exported converters, which take the lock themselves.
-    call.outside([&] { foreign ? foreign_line(block, hex.data(), text.data()) : resident_line(block, hex.data(), text.data()); });
+    const bool foreign = call.outside([&] { return card_line(block, hex.data(), std::span<char, kLineRoom>(text)); });
+    if (is_foreign != nullptr) *is_foreign = foreign ? 1 : 0;
     status = call.outside([&] { return photo_save_extra(layout->photo, path); });
     if (status == VNR_OK && line != nullptr) std::memcpy(line, text.data(), std::strlen(text.data()) + 1);
     return call.finish(status, kResult);

@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string_view>
 
 namespace vnr::idcard {
@@ -21,5 +22,15 @@ std::size_t foreign_field(int selector, const std::uint8_t* block, char* out);
 // Writes the name of the country whose code is exactly `code`, with a terminator, and returns 0; -37
 // and nothing written when no row has that code.
 int country_name(std::string_view code, char* out);
+
+// Room of the line: the longest line of either card with its terminator.
+inline constexpr std::size_t kCardLineRoom = 3096;
+
+// The line of a card's 256-byte text block: the foreign card's twelve fields (the country as
+// "name/code" when a row has its code) when its card mark is "I", else the resident card's ten fields
+// through the exported converters, each field followed by '|', then `fingerprint_hex` and '|'. Writes
+// at most kCardLineRoom bytes with the terminator. Returns true for a foreign card. Takes the library
+// lock for each resident field, as the converters do.
+bool card_line(std::span<const std::uint8_t, 256> block, const char* fingerprint_hex, std::span<char, kCardLineRoom> line);
 
 }  // namespace vnr::idcard

@@ -108,6 +108,29 @@ void convert_row(const BmpLayout& layout, std::span<const std::uint8_t> row,
     }
 }
 
+// The picture of a file of `file_size` bytes whose bytes come from `read_at(offset, into, size)`, which
+// is false when the file has fewer; nothing is read before the headers have been checked.
+template <typename ReadAt>
+std::optional<BmpPixels> read_pixels(std::uint64_t file_size, ReadAt&& read_at) {
+    std::array<std::uint8_t, kFileHeaderSize + kLargestInfoHeader> head{};
+    const std::size_t head_size = std::min<std::uint64_t>(head.size(), file_size);
+    if (!read_at(0, head.data(), head_size)) return std::nullopt;
+    const std::optional<BmpLayout> layout = parse_bmp_headers(std::span(head).first(head_size), file_size);
+    if (!layout) return std::nullopt;
+
+    std::vector<std::array<std::uint8_t, 4>> palette(layout->palette_entries);
+    if (!palette.empty() && !read_at(layout->palette_offset, palette.front().data(), palette.size() * 4))
+        return std::nullopt;
+    BmpPixels picture{layout->width, layout->height, std::vector<std::uint8_t>(std::size_t(layout->width) * layout->height * 3)};
+    std::vector<std::uint8_t> row(layout->stride);
+    for (int stored = 0; stored < layout->height; ++stored) {
+        if (!read_at(layout->pixel_offset + stored * layout->stride, row.data(), row.size())) return std::nullopt;
+        const int y = layout->top_down ? stored : layout->height - 1 - stored;
+        convert_row(*layout, row, palette, &picture.pixels[std::size_t(y) * layout->width * 3]);
+    }
+    return picture;
+}
+
 }  // namespace
 
 std::optional<BmpPixels> read_bmp_file(const std::string& native_path) {
@@ -116,25 +139,17 @@ std::optional<BmpPixels> read_bmp_file(const std::string& native_path) {
     file.seekg(0, std::ios::end);
     const std::streamoff end = file.tellg();
     if (end <= 0) return std::nullopt;
-    const auto file_size = static_cast<std::uint64_t>(end);
+    return read_pixels(static_cast<std::uint64_t>(end), [&](std::uint64_t offset, std::uint8_t* into, std::size_t size) {
+        return read_at(file, offset, into, size);
+    });
+}
 
-    std::array<std::uint8_t, kFileHeaderSize + kLargestInfoHeader> head{};
-    const std::size_t head_size = std::min<std::uint64_t>(head.size(), file_size);
-    if (!read_at(file, 0, head.data(), head_size)) return std::nullopt;
-    const std::optional<BmpLayout> layout = parse_bmp_headers(std::span(head).first(head_size), file_size);
-    if (!layout) return std::nullopt;
-
-    std::vector<std::array<std::uint8_t, 4>> palette(layout->palette_entries);
-    if (!palette.empty() && !read_at(file, layout->palette_offset, palette.front().data(), palette.size() * 4))
-        return std::nullopt;
-    BmpPixels picture{layout->width, layout->height, std::vector<std::uint8_t>(std::size_t(layout->width) * layout->height * 3)};
-    std::vector<std::uint8_t> row(layout->stride);
-    for (int stored = 0; stored < layout->height; ++stored) {
-        if (!read_at(file, layout->pixel_offset + stored * layout->stride, row.data(), row.size())) return std::nullopt;
-        const int y = layout->top_down ? stored : layout->height - 1 - stored;
-        convert_row(*layout, row, palette, &picture.pixels[std::size_t(y) * layout->width * 3]);
-    }
-    return picture;
+std::optional<BmpPixels> read_bmp_bytes(std::span<const std::uint8_t> file) {
+    return read_pixels(file.size(), [&](std::uint64_t offset, std::uint8_t* into, std::size_t size) {
+        if (offset > file.size() || size > file.size() - offset) return false;
+        std::copy_n(file.begin() + static_cast<std::ptrdiff_t>(offset), size, into);
+        return true;
+    });
 }
 
 }  // namespace vnr::platform

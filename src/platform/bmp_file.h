@@ -1,10 +1,12 @@
 // src/platform/bmp_file.h: platform, shared by both backends. Reads BMP files without the system's
 // help, so that both systems take the same files and give the same pixels (the Windows loader of
-// recent versions refuses top-down files). Used by posix/drawing.cpp and win32/drawing.cpp only.
+// recent versions refuses top-down files). Used by posix/drawing.cpp and win32/drawing.cpp
+// (and fuzzed).
 #pragma once
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -26,5 +28,8 @@ struct BmpPixels {
 // another kind, or its headers disagree with each other or with the file's length. A palette index
 // past the end of a short palette gives black; a fourth byte of 32-bit pixels is ignored.
 std::optional<BmpPixels> read_bmp_file(const std::string& native_path);
+
+// The same over the bytes of a whole file held in memory.
+std::optional<BmpPixels> read_bmp_bytes(std::span<const std::uint8_t> file);
 
 }  // namespace vnr::platform

@@ -209,10 +209,35 @@ public:
     ModelSet& operator=(ModelSet&& other) noexcept;
     ~ModelSet() = default;
 
-    // The models in order, as Model&: for (Model& model : set.all()).
-    auto all() const {
-        return slots_ | std::views::transform([](const Slot& slot) -> Model& { return *slot.model; });
-    }
+private:
+    struct Slot {
+        ModelEntry entry;
+        std::unique_ptr<Model> model;
+    };
+
+public:
+    // The models in order, as Model&: for (Model& model : set.all()). A view of its own rather than
+    // std::views::transform, which clang 14 (the fuzzing build's compiler) cannot take from libstdc++.
+    class Models {
+    public:
+        class Iterator {
+        public:
+            explicit Iterator(const Slot* at) noexcept : at_(at) {}
+            Model& operator*() const noexcept { return *at_->model; }
+            Iterator& operator++() noexcept { ++at_; return *this; }
+            bool operator==(const Iterator& other) const noexcept = default;
+
+        private:
+            const Slot* at_;
+        };
+        explicit Models(const std::vector<Slot>& slots) noexcept : slots_(&slots) {}
+        Iterator begin() const noexcept { return Iterator(slots_->data()); }
+        Iterator end() const noexcept { return Iterator(slots_->data() + slots_->size()); }
+
+    private:
+        const std::vector<Slot>* slots_;
+    };
+    Models all() const noexcept { return Models(slots_); }
     std::size_t size() const noexcept { return slots_.size(); }
 
     // The model named `name`, or nullptr.
@@ -232,10 +257,6 @@ public:
     }
 
 private:
-    struct Slot {
-        ModelEntry entry;
-        std::unique_ptr<Model> model;
-    };
     void adopt() noexcept;  // points every model's set at this one
 
     std::vector<Slot> slots_;
