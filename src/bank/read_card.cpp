@@ -7,6 +7,7 @@
 #include "core/boundary.h"
 #include "vnr_32.h"
 
+#include <array>
 #include <cstdio>
 #include <cstring>
 #include <optional>
@@ -207,7 +208,13 @@ extern "C" VNR_API int32_t VNR_CALL iReadICCardNoAndName(int32_t icdev, int32_t 
                                                         char* holder_name, char* message) {
     return vnr::core::guarded<int32_t>([&]() -> int32_t {
         if (card_no == nullptr || holder_name == nullptr || message == nullptr) return -1;
-        if (vnr::bank::read_card_by_records(icdev, card_type, card_no, holder_name, message) == 0) return 0;
+        // The first way's message is kept aside: when it fails, the second way's message is the only one
+        // the caller sees, with nothing of the first left behind its terminator.
+        std::array<char, vnr::bank::kMessageRoom> first{};
+        if (vnr::bank::read_card_by_records(icdev, card_type, card_no, holder_name, first.data()) == 0) {
+            std::memcpy(message, first.data(), std::strlen(first.data()) + 1);
+            return 0;
+        }
         message[0] = '\0';
         return vnr::bank::read_card_by_gpo(icdev, card_type, card_no, holder_name, message);
     });
