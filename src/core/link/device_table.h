@@ -9,17 +9,47 @@
 #include "platform/hid_device.h"
 #include "platform/serial_port.h"
 
+#include "platform/lock.h"
+
+#include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 namespace vnr::link {
 
-// Takes ownership of an open port or HID interface and gives it a handle.
-std::int32_t add_serial_port(std::unique_ptr<platform::SerialPort> port);
+// An open serial port and the time-outs it stands on: those of the open, then ReSetupComm's. A read
+// that must end sooner than the port's own read time-out allows shortens that time-out for itself
+// alone and puts the standing ones back afterwards (serial_link.cpp).
+class SerialLine {
+public:
+    SerialLine(std::unique_ptr<platform::SerialPort> port, const platform::SerialTimeouts& standing) noexcept;
+    SerialLine(const SerialLine&) = delete;
+    SerialLine& operator=(const SerialLine&) = delete;
+
+    // Sizes the port's queues and gives it the time-outs it stands on from now on. False when refused.
+    bool setup(std::uint32_t queue_size, const platform::SerialTimeouts& standing) noexcept;
+    // Reads up to `size` bytes under the standing time-outs, returning within `limit_ms` when one is given
+    // (a limit of 0 still lets one read of a millisecond go). As SerialPort::read: the count, 0 or -1.
+    long read(std::uint8_t* bytes, std::size_t size, std::optional<std::uint32_t> limit_ms) noexcept;
+    // Empties both queues; writes all bytes; closes the port (see platform/serial_port.h).
+    bool purge() noexcept { return port_->purge(); }
+    bool write(const std::uint8_t* bytes, std::size_t size) noexcept { return port_->write(bytes, size); }
+    bool close() noexcept { return port_->close(); }
+
+private:
+    std::unique_ptr<platform::SerialPort> port_;
+    platform::ReentrantLock lock_;  // ReSetupComm comes without the library lock
+    platform::SerialTimeouts standing_;
+};
+
+// Takes ownership of an open port (with the time-outs it was opened with) or HID interface and gives it
+// a handle.
+std::int32_t add_serial_port(std::unique_ptr<platform::SerialPort> port, const platform::SerialTimeouts& timeouts);
 std::int32_t add_hid_device(std::unique_ptr<platform::HidDevice> device);
 
 // The device behind `icdev`, or nullptr when the handle names no open device of that kind.
-std::shared_ptr<platform::SerialPort> serial_port(std::int32_t icdev);
+std::shared_ptr<SerialLine> serial_line(std::int32_t icdev);
 std::shared_ptr<platform::HidDevice> hid_device(std::int32_t icdev);
 
 // Closes the device behind `icdev` and forgets the handle. False when the handle names no open device
