@@ -20,9 +20,14 @@ namespace {
 
 using core::link_state;
 
-// While a report is not ready the device is asked again after this pause. Short enough to take a
-// ready report within a millisecond, long enough that waiting costs next to no processor time.
-constexpr std::uint64_t kPollPauseUs = 400;
+// While a report is not ready the device is asked again after a pause that grows with the time waited:
+// a fiftieth of it, from 250 us to 4 ms. A reply that comes within the first few tens of milliseconds is
+// thus taken within a fraction of a millisecond of being ready, and a long wait (a card read, a person
+// at the pad) costs a few hundred gets over seconds, next to no processor time. No pause outlasts what
+// is left of the wait.
+constexpr std::uint64_t kFirstPauseUs = 250;
+constexpr std::uint64_t kLongestPauseUs = 4000;
+constexpr std::uint64_t kPauseShare = 50;
 
 using Report = std::array<std::uint8_t, kReportBufferSize>;
 
@@ -31,9 +36,11 @@ std::size_t report_length() {
     return std::min<std::size_t>(link_state().feature_report_length.load(), kReportBufferSize);
 }
 
-// Milliseconds since `start` on the high-resolution counter, in 64-bit whole numbers.
-std::uint64_t elapsed_ms(std::uint64_t start, std::uint64_t frequency) {
-    return (platform::performance_counter() - start) * 1000 / frequency;
+// Microseconds since `start` on the high-resolution counter, in 64-bit whole numbers that cannot
+// overflow for any wait.
+std::uint64_t elapsed_us(std::uint64_t start, std::uint64_t frequency) {
+    const std::uint64_t ticks = platform::performance_counter() - start;
+    return ticks / frequency * 1'000'000 + ticks % frequency * 1'000'000 / frequency;
 }
 
 }  // namespace
@@ -99,8 +106,10 @@ std::int16_t hid_read_report(std::int32_t icdev, std::span<std::uint8_t> bytes) 
             std::copy_n(report.begin() + 1, count, bytes.begin());
             return VNR_OK;
         }
-        if (elapsed_ms(start, frequency) >= timeout) return VNR_E_NO_REPLY;
-        platform::sleep_us(kPollPauseUs);
+        const std::uint64_t waited = elapsed_us(start, frequency);
+        const std::uint64_t timeout_us = std::uint64_t{timeout} * 1000;
+        if (waited >= timeout_us) return VNR_E_NO_REPLY;
+        platform::sleep_us(std::min(std::clamp(waited / kPauseShare, kFirstPauseUs, kLongestPauseUs), timeout_us - waited));
     }
 }
 
