@@ -250,11 +250,17 @@ VNR_API int16_t VNR_CALL IDCard_Read_IDNUM(int32_t icdev, uint32_t* len, uint8_t
 }
 
 VNR_API int16_t VNR_CALL IDCard_Read_P_W(int32_t icdev, uint32_t* len, uint8_t* buf) {
-    return guarded<int16_t>([&] { return id::record_read(id::kReadPhoto, icdev, len, buf); });
+    return guarded<int16_t>([&] {
+        const id::PhotoFilesGuard files;
+        return id::record_read(id::kReadPhoto, icdev, len, buf);
+    });
 }
 
 VNR_API int16_t VNR_CALL IDCard_Read_P_W_F(int32_t icdev, uint32_t* len, uint8_t* buf) {
-    return guarded<int16_t>([&] { return id::record_read(id::kReadFingerprint, icdev, len, buf); });
+    return guarded<int16_t>([&] {
+        const id::PhotoFilesGuard files;
+        return id::record_read(id::kReadFingerprint, icdev, len, buf);
+    });
 }
 
 }  // extern "C"

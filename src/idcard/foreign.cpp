@@ -156,8 +156,10 @@ extern "C" {
 
 VNR_API int16_t VNR_CALL IDCard_ReadCard_Foreign(int32_t icdev, const char* lpInPhoneSaveFile, uint32_t* is_foreign,
                                                  char* line, int32_t with_fingerprint) {
-    return vnr::core::guarded<int16_t>(
-        [&] { return vnr::idcard::read_foreign(icdev, lpInPhoneSaveFile, is_foreign, line, with_fingerprint); });
+    return vnr::core::guarded<int16_t>([&] {
+        const vnr::idcard::PhotoFilesGuard files;
+        return vnr::idcard::read_foreign(icdev, lpInPhoneSaveFile, is_foreign, line, with_fingerprint);
+    });
 }
 
 }  // extern "C"
