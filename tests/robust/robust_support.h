@@ -5,8 +5,11 @@
 #include "support/sim_session.h"
 #include "vnr_32.h"
 
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <string>
+#include <vector>
 
 namespace robust {
 
@@ -42,9 +45,76 @@ inline vnr::test::Bytes identity_reply(bool with_fingerprint = false) {
     return out;
 }
 
+// A representative call of each family, with the canned reply it is given (when it goes to the reader)
+// and what it leaves in the caller's memory. `call` lays all its out-parameters into `out`, a buffer
+// aligned for a 32-bit count at its head.
+struct FamilyCall {
+    const char* family;
+    vnr::test::Bytes command;          // what the reader is asked; empty: no reader involved
+    vnr::test::Bytes data;             // the canned reply's data
+    int (*call)(std::int32_t icdev, std::uint8_t* out);
+    vnr::test::Bytes written;          // what success leaves at the head of `out`, nothing behind it
+    vnr::test::Bytes failure_written;  // what a failed exchange leaves there: a count cleared, a message
+};
+
+inline vnr::test::Bytes bytes_of(std::string_view text) { return vnr::test::Bytes(text.begin(), text.end()); }
+inline vnr::test::Bytes cat(std::initializer_list<vnr::test::Bytes> parts) {
+    vnr::test::Bytes out;
+    for (const auto& part : parts) out.insert(out.end(), part.begin(), part.end());
+    return out;
+}
+
+inline const std::vector<FamilyCall>& family_calls() {
+    static const std::vector<FamilyCall> calls{
+        {"session: device_version", {0x31, 0x11, 0x00}, bytes_of("VNR-32 R1.08"),
+         [](std::int32_t d, std::uint8_t* o) -> int { return device_version(d, 0, o, o + 1); },
+         cat({{12}, bytes_of("VNR-32 R1.08")}), {0}},
+        {"contact: card_APDU", {0x32, 0x26, 0x00}, {0x12, 0x34, 0x90, 0x00},
+         [](std::int32_t d, std::uint8_t* o) -> int {
+             const std::uint8_t apdu[] = {0x00, 0x84, 0x00, 0x00, 0x02};
+             return card_APDU(d, 0, 5, apdu, reinterpret_cast<std::uint32_t*>(o), o + 4);
+         },
+         {4, 0, 0, 0, 0x12, 0x34, 0x90, 0x00}, {}},
+        {"1604: srd_1604", {0x32, 0x35, 0x00, 0x00, 0x00}, {0xA1, 0xA2, 0xA3, 0xA4},
+         [](std::int32_t d, std::uint8_t* o) -> int { return srd_1604(d, 0, 0, 4, o); }, {0xA1, 0xA2, 0xA3, 0xA4}, {}},
+        {"contactless: rf_card", {0x32, 0x41}, {0x08, 0x11, 0x22, 0x33, 0x44},
+         [](std::int32_t d, std::uint8_t* o) -> int { return rf_card(d, 0, o, o + 1); }, {0x08, 0x11, 0x22, 0x33, 0x44},
+         {}},
+        {"identity card: IDCard_ReadCard", {0x32, 0x50}, identity_reply(),
+         [](std::int32_t d, std::uint8_t* o) -> int { return IDCard_ReadCard(d, reinterpret_cast<char*>(o)); },
+         bytes_of(vnr::test::gbk("操作成功")), bytes_of(vnr::test::gbk("操作失败"))},
+        {"crypto: des_encrypt", {}, {},
+         [](std::int32_t, std::uint8_t* o) -> int {
+             const std::uint8_t key[8] = {1, 2, 3, 4, 5, 6, 7, 8}, text[8] = {'V', 'N', 'R', '-', '3', '2', 0, 0};
+             return des_encrypt(key, text, 8, o);
+         },
+         {0xC1, 0x84, 0xF8, 0x40, 0xD5, 0x89, 0xD9, 0xCB}, {}},
+    };
+    return calls;
+}
+
+// A guard-filled buffer for a FamilyCall's out-parameters.
+constexpr std::uint8_t kGuard = 0xEE;
+struct alignas(8) OutBuffer {
+    std::uint8_t bytes[4096];
+    OutBuffer() { std::memset(bytes, kGuard, sizeof bytes); }
+    // True when the buffer begins with `head` and holds only guard bytes behind it.
+    bool holds(const vnr::test::Bytes& head) const {
+        if (std::memcmp(bytes, head.data(), head.size()) != 0) return false;
+        for (std::size_t i = head.size(); i < sizeof bytes; ++i)
+            if (bytes[i] != kGuard) return false;
+        return true;
+    }
+};
+
 // The simulated reader, opened by each test on the link it names (open_on).
 class Session : public vnr::test::SimSessionBase {
 public:
+    // The reader answers every family call's command with its canned reply.
+    void answer_family_calls() {
+        for (const FamilyCall& c : family_calls())
+            if (!c.command.empty()) answer(c.command, c.data);
+    }
     // Closes the session's handle and forgets it, keeping the reader where it is, so that a test can
     // open it again as it stands.
     void drop_handle() {

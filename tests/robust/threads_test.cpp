@@ -1,0 +1,109 @@
+// Many threads on the library at once. Counts are multiplied by VNR_ROBUST_SCALE.
+//   Opening: 100 threads each open and close the simulated reader 10 times. The port and the HID
+//   interface are held exclusively, so an open succeeds only while no other thread holds the reader;
+//   every other open is refused as the link refuses a held device (serial: VNR_E_PORT_DENIED; HID,
+//   searched by the name "USB": 0, no interface free). Never are two handles open at once.
+//   Sharing: 16 threads share one handle for 10^4 calls across the families; every call gives the
+//   result its canned reply makes, and the reader receives every command whole, none interleaved.
+#include "robust/robust_support.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <map>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using robust::FamilyCall;
+using robust::Session;
+using vnr::test::Link;
+
+class Threads : public Session, public ::testing::WithParamInterface<Link> {};
+
+TEST_P(Threads, OpensOfOneReaderFromManyThreadsTakeTurns) {
+    open_on(GetParam());
+    drop_handle();
+    const int threads = robust::scaled(100), opens = 10;
+    const bool serial = GetParam() == Link::serial;
+    const int refused = serial ? VNR_E_PORT_DENIED : 0;
+    std::atomic<int> holding{0}, most_holding{0};
+    std::vector<std::map<int, int>> results(threads);  // per thread: result class -> count
+    std::vector<std::thread> pool;
+    for (int t = 0; t < threads; ++t)
+        pool.emplace_back([&, t] {
+            for (int i = 0; i < opens; ++i) {
+                const std::int32_t handle = serial ? device_open(0, 115200) : device_open_name("USB", 0, 0);
+                if (handle > 1) {
+                    const int now = ++holding;
+                    int seen = most_holding;
+                    while (now > seen && !most_holding.compare_exchange_weak(seen, now)) {
+                    }
+                    --holding;
+                    ++results[t][device_close(handle) == VNR_OK ? 1 : 2];  // 1: opened and closed
+                } else {
+                    ++results[t][handle];
+                }
+            }
+        });
+    for (auto& thread : pool) thread.join();
+    int opened = 0, denied = 0, least = opens, most = 0;
+    for (const auto& r : results) {
+        for (const auto& [result, count] : r)
+            EXPECT_TRUE(result == 1 || result == refused) << "an open or close gave " << result;
+        const int mine = r.count(1) ? r.at(1) : 0;
+        opened += mine, denied += r.count(refused) ? r.at(refused) : 0;
+        least = std::min(least, mine), most = std::max(most, mine);
+    }
+    std::printf("opens | %-6s | %d threads x %d: %d opened and closed, %d refused (%d); per thread %d to %d opened\n",
+                serial ? "serial" : "hid", threads, opens, opened, denied, refused, least, most);
+    EXPECT_EQ(opened + denied, threads * opens);
+    EXPECT_GE(opened, 1);
+    EXPECT_EQ(most_holding.load(), 1);
+    EXPECT_EQ(reader.stats().bad_frames, 0u);
+}
+
+TEST_P(Threads, SixteenThreadsShareOneHandleAcrossTheFamilies) {
+    open_on(GetParam());
+    answer_family_calls();
+    const auto& calls = robust::family_calls();
+    const int threads = 16, per_thread = robust::scaled(10000) / threads;
+    std::vector<std::vector<int>> wrong(threads, std::vector<int>(calls.size(), 0));
+    std::vector<std::thread> pool;
+    for (int t = 0; t < threads; ++t)
+        pool.emplace_back([&, t] {
+            for (int i = 0; i < per_thread; ++i) {
+                const std::size_t which = static_cast<std::size_t>(t + i) % calls.size();
+                robust::OutBuffer out;
+                if (calls[which].call(icdev, out.bytes) != VNR_OK || !out.holds(calls[which].written)) ++wrong[t][which];
+            }
+        });
+    for (auto& thread : pool) thread.join();
+    std::uint64_t expected_commands = 0;
+    for (std::size_t c = 0; c < calls.size(); ++c) {
+        int failed = 0, made = 0;
+        for (int t = 0; t < threads; ++t) {
+            failed += wrong[t][c];
+            for (int i = 0; i < per_thread; ++i) made += static_cast<std::size_t>(t + i) % calls.size() == c;
+        }
+        if (!calls[c].command.empty()) expected_commands += static_cast<std::uint64_t>(made);
+        EXPECT_EQ(failed, 0) << calls[c].family;
+    }
+    // Every command the reader took is one of those sent, whole: no frame of one call ran into another's.
+    const vnrsim::Stats stats = reader.stats();
+    std::printf("share | %-6s | %d threads x %d calls: %llu commands received, %llu broken\n",
+                GetParam() == Link::serial ? "serial" : "hid", threads, per_thread,
+                static_cast<unsigned long long>(stats.frames_received), static_cast<unsigned long long>(stats.bad_frames));
+    EXPECT_EQ(stats.frames_received, expected_commands);
+    EXPECT_EQ(stats.bad_frames, 0u);
+    for (const auto& command : sent())
+        EXPECT_TRUE(std::any_of(calls.begin(), calls.end(), [&](const FamilyCall& c) {
+            return !c.command.empty() && command.size() >= c.command.size() &&
+                   std::equal(c.command.begin(), c.command.end(), command.begin());
+        }));
+}
+
+INSTANTIATE_TEST_SUITE_P(OnEachLink, Threads, ::testing::Values(Link::serial, Link::hid), vnr::test::link_name);
+
+}  // namespace
