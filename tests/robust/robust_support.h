@@ -5,10 +5,12 @@
 #include "support/sim_session.h"
 #include "vnr_32.h"
 
+#include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace robust {
@@ -120,6 +122,16 @@ public:
     void drop_handle() {
         if (icdev > 1) device_close(icdev);
         icdev = 0;
+    }
+    // Takes the line away: the reader hangs up, and on the serial link its pty goes.
+    void hang_up() {
+        reader.inject(vnrsim::Fault::hangup, vnrsim::Times::always);
+        wait_for_line(false);
+    }
+    // Waits up to a second for the serial link's pty to be there (`up`) or gone.
+    void wait_for_line(bool up) {
+        for (int i = 0; i < 100 && server && server->slave_path().empty() == up; ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     // The reader answers commands that begin with `command` with these bytes instead of a frame.
     void raw_reply(const vnr::test::Bytes& command, const vnr::test::Bytes& raw) {
