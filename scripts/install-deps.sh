@@ -6,6 +6,8 @@ set -euo pipefail
 
 packages=(build-essential cmake ninja-build binutils googletest libgtest-dev libgmock-dev libbenchmark-dev libssl-dev
           nlohmann-json3-dev
+          # static analysis and the soak under valgrind
+          clang-tidy cppcheck valgrind
           # text on card pictures: FreeType and fontconfig, a 12-pixel Song bitmap font and AR PL UMing
           libfreetype-dev libfontconfig-dev xfonts-wqy fonts-arphic-uming)
 if [ "${1:-all}" = all ]; then

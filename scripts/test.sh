@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs every test:
-#   0. the layering check (scripts/check-layering.sh);
+#   0. the layering check (scripts/check-layering.sh) and the static analysis of src/
+#      (scripts/static-analysis.sh: clang-tidy and cppcheck, zero findings);
 #   1. the Linux build's tests (unit, integration through the simulator, ABI, export table);
 #   2. the same tests in an address+undefined sanitizer build and in a thread sanitizer build;
 #   3. the Windows DLLs (x86_64 and i686) cross-built, their export tables checked, and the x86_64
@@ -51,6 +52,9 @@ if "$top/scripts/check-layering.sh"; then passed=$((passed + 1)); else failed=$(
 
 step "Linux build and tests"
 if build build -DVNR_BUILD_BENCH=ON; then run_ctest linux build; else failed=$((failed + 1)); stage_failed+=("linux build"); fi
+
+step "Static analysis"
+if "$top/scripts/static-analysis.sh" build; then passed=$((passed + 1)); else failed=$((failed + 1)); stage_failed+=("static analysis"); fi
 
 step "Address and undefined-behaviour sanitizer build and tests"
 if build build-asan -DVNR_SANITIZE=address -DCMAKE_BUILD_TYPE=Debug; then

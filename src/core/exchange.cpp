@@ -37,15 +37,15 @@ void log_frame(const char* what, const std::uint8_t* bytes, std::size_t size, st
     hex_text(bytes, hex.data(), static_cast<int>(size));
     for (std::size_t i = hidden_from; i < size && i < hidden_from + hidden_count; ++i) hex[2 * i] = hex[2 * i + 1] = '*';
     char head[80];
-    std::snprintf(head, sizeof head, "send_cmd_vn3x(), TansMode:%d,nComMode: %d, %s: ", link_state().trans_mode.load(),
-                  link_state().com_mode.load(), what);
+    (void)std::snprintf(head, sizeof head, "send_cmd_vn3x(), TansMode:%d,nComMode: %d, %s: ",
+                        link_state().trans_mode.load(), link_state().com_mode.load(), what);
     log::raw(std::string(head) + hex.data() + ".");
 }
 
 void log_raw_format(const char* format, int value) {
     if (!log::enabled()) return;
     char text[80];
-    std::snprintf(text, sizeof text, format, value);
+    (void)std::snprintf(text, sizeof text, format, value);
     log::raw(text);
 }
 
@@ -86,7 +86,7 @@ std::int16_t send_cmd_vn3x(std::int32_t icdev, std::int32_t send_len, const std:
     if (s1 != 0 || s2 != 0) {
         if (log::enabled()) {
             char text[48];
-            std::snprintf(text, sizeof text, "send_cmd_vn3x(), status: %02x%02x.", s1, s2);
+            (void)std::snprintf(text, sizeof text, "send_cmd_vn3x(), status: %02x%02x.", s1, s2);
             log::raw(text);
         }
         return reader_status(s1, s2);

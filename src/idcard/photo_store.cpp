@@ -76,6 +76,7 @@ void set_photo_text(PhotoText which, std::string_view value) {
 // ---- Saves ------------------------------------------------------------------------------------
 
 std::int16_t photo_save(std::span<const std::uint8_t> photo, char* file_text) {
+    // cppcheck-suppress unreadVariable ; the call frame holds the library lock for the whole scope
     const Call call(nullptr);
     static constexpr char kWlt[] = "zp.wlt";
     static constexpr char kBmp[] = "zp.bmp";
@@ -117,6 +118,7 @@ std::int16_t photo_save_ex(std::span<const std::uint8_t> photo, const char* copy
 }
 
 std::int16_t photo_save_extra(std::span<const std::uint8_t> photo, std::string_view bmp_path) {
+    // cppcheck-suppress unreadVariable ; the call frame holds the library lock for the whole scope
     const Call call(nullptr);
     std::string folder;
     std::string name;

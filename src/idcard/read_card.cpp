@@ -156,7 +156,7 @@ std::int16_t read_card_ex(std::int32_t icdev, const FieldBuffers& fields, std::i
         read == VNR_OK ? read_layout(room.all().first(length), ReadForm::text_and_photo) : std::nullopt;
     if (!layout) {
         lay_text(errtext, kFailed);
-        return call.finish(read != VNR_OK ? read : VNR_E_END_BYTE, kResult);
+        return call.finish(read != VNR_OK ? read : std::int16_t{VNR_E_END_BYTE}, kResult);
     }
     std::array<char, 20> number{};  // the card's number, terminated, for a name taken from it
     for (std::size_t i = 0; i < kFieldCount; ++i) {

@@ -65,7 +65,7 @@ std::int32_t hid_open_reader(std::uint32_t read_timeout_ms, std::uint32_t read_d
         core::set_comm_timeout(read_timeout_ms, read_delay_ms);
         handle = add_hid_device(std::move(device));
         char line[64];
-        std::snprintf(line, sizeof line, "Open Device OK, HANDLE: %d.", handle);
+        (void)std::snprintf(line, sizeof line, "Open Device OK, HANDLE: %d.", handle);
         log::raw(line);
         break;
     }
@@ -165,7 +165,7 @@ std::int16_t hid_receive_frame(std::int32_t icdev, std::size_t& total, std::span
     std::copy_n(report.begin() + p, have, wire.begin());
     auto append = [&](const std::array<std::uint8_t, kReportReadCount>& from, std::size_t wanted) {
         const std::size_t count = std::min({slice, wanted, wire.size() - have});
-        std::copy_n(from.begin(), count, wire.begin() + have);
+        std::copy_n(from.begin(), count, wire.begin() + static_cast<std::ptrdiff_t>(have));
         have += count;
     };
     auto take_report = [&](std::size_t wanted) -> std::int16_t {

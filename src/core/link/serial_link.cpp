@@ -50,7 +50,8 @@ std::uint64_t elapsed_us(std::uint64_t start) {
 // The longest a read of `size` bytes blocks under `timeouts` when nothing comes; none: until a byte
 // comes (all read time-outs 0).
 std::optional<std::uint64_t> longest_read_ms(const platform::SerialTimeouts& timeouts, std::size_t size) {
-    const std::uint64_t total = timeouts.read_total_constant_ms + std::uint64_t{timeouts.read_total_multiplier_ms} * size;
+    const std::uint64_t multiplier = timeouts.read_total_multiplier_ms;
+    const std::uint64_t total = timeouts.read_total_constant_ms + multiplier * size;
     if (total == 0) return std::nullopt;
     return total;
 }
@@ -100,8 +101,8 @@ void log_partial_head(std::span<const std::uint8_t> bytes) {
     std::vector<char> hex(2 * bytes.size() + 1);
     core::hex_text(bytes.data(), hex.data(), static_cast<int>(bytes.size()));
     char head[64];
-    std::snprintf(head, sizeof head, "receive_data(), TansMode:%d,nComMode: %d, receive: ",
-                  link_state().trans_mode.load(), link_state().com_mode.load());
+    (void)std::snprintf(head, sizeof head, "receive_data(), TansMode:%d,nComMode: %d, receive: ",
+                        link_state().trans_mode.load(), link_state().com_mode.load());
     log::raw(std::string(head) + hex.data() + ".");
 }
 
