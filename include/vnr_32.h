@@ -54,6 +54,8 @@
                                          name that together would not fit a 260-byte path */
 #define VNR_E_FIELD_INDEX     (-49)   /* IDCard_GetCardInfo: field index outside 0 to 20 */
 #define VNR_E_CARD_STATUS     (-50)   /* the identity card module's status triple is not success */
+#define VNR_E_PIN_LENGTH_UNSET (-65)  /* PIN read: no PIN length was set yet (mw_kb_setpasslen) */
+#define VNR_E_PIN_TIMEOUT_UNSET (-66) /* PIN read: no entry time-out was set yet (mw_kb_settimeout) */
 #define VNR_E_FIND_STATUS     (-80)   /* IDCard_Find: the module did not answer 00 00 9F */
 #define VNR_E_PHOTO_PATH     (-100)   /* a photo file path cannot be prepared */
 
@@ -68,6 +70,9 @@
 #define VNR_E_PHOTO_FORMAT     (-6)
 #define VNR_E_PHOTO_DEVICE     (-8)
 #define VNR_E_PHOTO_OTHER      (-9)
+
+/* send_com_bound: the channel is not 0, 1 or 2 (the same value as VNR_E_PHOTO_DECODER). */
+#define VNR_E_CHANNEL          (-2)
 
 /* A card read whose reply states lengths (its length field, text, photo and fingerprint lengths, the
  * 256-byte text block) that reach past the bytes received is refused with VNR_E_END_BYTE: its declared
@@ -107,6 +112,201 @@ VNR_API int16_t VNR_CALL device_version(int32_t icdev, uint8_t module, uint8_t* 
 /* Serial link only: resizes the port's queues to 1024 bytes and sets longer port time-outs (100 ms
  * between bytes, 5000 ms for a read or a write). Returns 0 when the port took them, else 1. */
 VNR_API int16_t VNR_CALL ReSetupComm(int32_t icdev);
+
+/* ---- Reader control: identity and indicators ---------------------------------------------------
+ * Each sends one command and returns its status; VNR_E_BAD_HANDLE for an icdev below 1 (with the
+ * exceptions named), VNR_E_BAD_ARGUMENT for an argument out of its bounds or a buffer that is NULL.
+ * The values of the beeper and the lights mean what the reader makes of them. */
+
+/* Soft reset of the reader (`module` 0) or its contactless module (1). Command 31 12 module. The
+ * handle is checked before `module`. */
+VNR_API int16_t VNR_CALL device_reset(int32_t icdev, uint8_t module);
+
+/* Sets the reader's serial rate (`module` 0 or 1): 19200, 38400, 57600 and 115200 are sent as codes 1
+ * to 4, any other rate (9600 included) as 0. Command 30 01 module code. The host's own port is not
+ * touched: reopen at the new rate afterwards. The handle is checked before `module`. */
+VNR_API int16_t VNR_CALL device_setbaud(int32_t icdev, uint8_t module, int32_t baud);
+
+/* Sounds the beeper. Command 31 13, `first` high byte first, `second`. */
+VNR_API int16_t VNR_CALL device_beep(int32_t icdev, uint16_t first, uint8_t second);
+
+/* Sets the lights: 31 14 value. */
+VNR_API int16_t VNR_CALL device_ledctrl(int32_t icdev, uint8_t value);
+
+/* Sets the coloured lights: 31 15 first second third. */
+VNR_API int16_t VNR_CALL color_ledcontrol(int32_t icdev, uint8_t first, uint8_t second, uint8_t third);
+
+/* Sets four lights from `ledparam` (4 bytes, each 0, 1 or 2; another value, or NULL, gives
+ * VNR_E_BAD_ARGUMENT after the handle check). Command 32 66 and the 4 bytes. */
+VNR_API int16_t VNR_CALL dev_ledcontrol(int32_t icdev, const uint8_t* ledparam);
+
+/* Reads the product serial number: C0 09 length. On success `snr` (which must hold `length` bytes) gets
+ * the first `length` bytes of the reply, zeros where the reader sent fewer. */
+VNR_API int16_t VNR_CALL device_readsnr(int32_t icdev, uint8_t length, uint8_t* snr);
+
+/* Writes the serial number: C0 08 length and the `length` bytes of `snr`. */
+VNR_API int16_t VNR_CALL device_writesnr(int32_t icdev, uint8_t length, const uint8_t* snr);
+
+/* Writes the serial number in the fixed form: C0 08 00 14 and 20 bytes, `length` (1 to 20) of `snr` and
+ * zeros behind them. `length` is checked before the handle. */
+VNR_API int16_t VNR_CALL dev_writesnr(int32_t icdev, uint8_t length, const uint8_t* snr);
+
+/* ---- Reader control: status ---------------------------------------------------------------------
+ * Each stores the first byte of the reply in *state on success (0 when the reply had no data) and
+ * leaves it alone otherwise; the values are the reader's. The first three check no handle of their
+ * own: an icdev of 0 or below gives VNR_E_HANDLE_EXCHANGE. */
+VNR_API int16_t VNR_CALL get_device_status(int32_t icdev, uint8_t* state);    /* 30 07 */
+VNR_API int16_t VNR_CALL get_device_statusEx(int32_t icdev, uint8_t* state);  /* 30 08 */
+VNR_API int16_t VNR_CALL dev_cardstate(int32_t icdev, uint8_t* state);        /* 30 09 */
+VNR_API int16_t VNR_CALL ICC_GetStatus(int32_t icdev, uint8_t* state);        /* 40 00, the contact slot */
+VNR_API int16_t VNR_CALL PICCA_GetStatus(int32_t icdev, uint8_t* state);      /* 40 01, type A field */
+VNR_API int16_t VNR_CALL PICCB_GetStatus(int32_t icdev, uint8_t* state);      /* 40 02, type B field */
+
+/* Asks the reader for its charge (C0 0C). Only the status is meaningful: the reply's layout is the
+ * reader's, and `value` is not written (it may be NULL). */
+VNR_API int16_t VNR_CALL get_quant_ele(int32_t icdev, uint8_t* value);
+
+/* ---- Reader control: EEPROM ---------------------------------------------------------------------
+ * 200 bytes, addressed from 0 to 199. The reader works in two-byte words, the functions in bytes: a
+ * read from an odd address or of an odd count reads whole words and hands over the bytes asked for; a
+ * write that does not cover whole words first reads the neighbouring byte(s) of its first and last word
+ * with dev_readeeprom and writes them back unchanged. Between that read and the write the library lock
+ * is given up, so a write by another thread to the same word at that moment can be lost. Both check
+ * their bounds before the handle. */
+
+/* Reads `length` bytes (1 to 200) from `nAddr` (`nAddr` + `length` at most 200) into `data`, which must
+ * hold `length` bytes. A reply shorter than the words asked for gives VNR_E_END_BYTE and writes
+ * nothing. */
+VNR_API int16_t VNR_CALL dev_readeeprom(int32_t icdev, uint16_t nAddr, uint16_t length, uint8_t* data);
+
+/* Writes the `length` bytes (1 to 200) of `data` at `nAddr` (0 to 200). Beyond byte 199 the reader
+ * decides, but a write that needs a neighbouring byte there gets VNR_E_BAD_ARGUMENT from the first
+ * read. When the first read fails, its status is returned and nothing is written. */
+VNR_API int16_t VNR_CALL dev_writeeeprom(int32_t icdev, uint16_t nAddr, uint16_t length, const uint8_t* data);
+
+/* ---- Reader control: side channels --------------------------------------------------------------- */
+
+/* Hand `length` bytes (at most 597, else VNR_E_BAD_ARGUMENT) to the reader's auxiliary port 1 (60 C3 00)
+ * or port 2 (60 C4 00). Only the status comes back. */
+VNR_API int16_t VNR_CALL send_com1(int32_t icdev, uint32_t length, const uint8_t* data);
+VNR_API int16_t VNR_CALL send_com2(int32_t icdev, uint32_t length, const uint8_t* data);
+
+/* Sets auxiliary port `channel` (0 to 2) to `baud` (9600, 38400 or 115200): 60 C5 00 and one byte per
+ * channel, the chosen one holding the rate's code 0, 1 or 2 and the others 0. After the handle check,
+ * a bad rate gives VNR_E_GENERAL and then a bad channel VNR_E_CHANNEL (-2), without a log line. */
+VNR_API int16_t VNR_CALL send_com_bound(int32_t icdev, uint8_t channel, int32_t baud);
+
+/* The fingerprint side device's fixed query: 60 C2 87 and the text "1;31415926535897", waiting up to
+ * 9000 ms. On success `first` (200 bytes) gets the reply's bytes 30 to 229 and `second` (100 bytes) its
+ * bytes 230 to 329, zeros where the reply is shorter. */
+VNR_API int16_t VNR_CALL get_finger(int32_t icdev, uint8_t* first, uint8_t* second);
+
+/* The reader's bend value (50 00): the reply's first four bytes R0 to R3 read as
+ * ((R0*65535 + R1)*256 + R2)*256 + R3 modulo 2^32 (the factor of R0 is 65535), stored in *value. A reply
+ * of fewer than four bytes gives VNR_E_END_BYTE and leaves *value alone. */
+VNR_API int16_t VNR_CALL tf_bend(int32_t icdev, double* value);
+
+/* Read a 512-byte block of the reader's store into `data` (512 bytes; zeros where the reply is
+ * shorter), or write `length` bytes (at most 594, else VNR_E_BAD_ARGUMENT) of `data` at `address`. The
+ * address goes as four bytes of base 265, not 256: address/265^3, address/265^2, address/265,
+ * address%265, each cut to 8 bits (265 is 00 00 01 00, 70225 is 00 01 09 00). Commands 50 01 and
+ * 50 02. */
+VNR_API int16_t VNR_CALL tf_read(int32_t icdev, int32_t address, uint8_t* data);
+VNR_API int16_t VNR_CALL tf_write(int32_t icdev, int32_t address, uint32_t length, const uint8_t* data);
+
+/* The EMID number (32 53), waiting up to 5000 ms: `id` (100 bytes) gets the reply as it came and
+ * *length its count. No handle check of its own: an icdev of 0 or below gives VNR_E_HANDLE_EXCHANGE. */
+VNR_API int16_t VNR_CALL Dev_GetEMID(int32_t icdev, uint8_t* length, uint8_t* id);
+
+/* Looks for a card of any kind, in this order, through the exported functions (each takes the lock for
+ * itself, so another thread's command may fall between the steps):
+ *   1. a contact card in slot 0 (sam_slt_getstate gives state 0x1003 or 0x1004) that powers up
+ *      (sam_slt_reset with no wait): *contact_cpu = 1, its ATR to `atr` and its length to *atr_length;
+ *   2. CLCard_Open with no wait: a contactless CPU card sets *contactless_cpu = 1 and gives its ATS in
+ *      `atr` and *atr_length; an identity card sets *identity_card = 1 (nothing else is written);
+ *   3. otherwise a stripe read with no wait (magnetic_read_ms): on success *magnetic = 1 and `tracks` (the
+ *      771-byte track record) holds the tracks.
+ * A contactless memory card is no hit: the search goes on to the stripe. The flags are only ever set to 1:
+ * clear them first. `atr` must hold 255 bytes. Returns 0 when a card was found, else the status of the
+ * stripe read (the steps before report nothing); VNR_E_BAD_ARGUMENT for a null buffer. */
+VNR_API int16_t VNR_CALL Get_CardType(int32_t icdev, uint32_t* contactless_cpu, uint32_t* contact_cpu,
+                                      uint8_t* atr_length, uint8_t* atr, uint32_t* identity_card, uint32_t* magnetic,
+                                      uint8_t* tracks);
+
+/* ---- Magnetic stripe -----------------------------------------------------------------------------
+ * The track record (771 bytes): the lengths of tracks 1, 2 and 3 (one byte each), then 256 bytes for
+ * each track, at offsets 3, 259 and 515. Tracks are the card's text, without terminator; the bytes
+ * behind a track's length are left as they were. When the reader sends the tracks with their sentinels
+ * (the first track byte is '%' or ';'), each track loses its first and last byte, and a track 2 that
+ * begins with ";:" its first two and its last; a track of 1 or 2 bytes then has length 0. A track that
+ * the reader marks as absent (0xF5) has length 0. A reply whose lengths reach past its data gives
+ * VNR_E_END_BYTE and leaves the record alone. The library lock is held through the whole wait. */
+
+/* Waits up to `wait` seconds for a swipe (32 60 wait) and fills `tracks`. The library waits 1000 ms for
+ * a wait of 0, 5000 ms for 1 to 3, and (wait+1)*1000 ms from 4. An icdev below 1 gives
+ * VNR_E_BAD_HANDLE; no swipe gives the reader's status or VNR_E_NO_REPLY. */
+VNR_API int16_t VNR_CALL magnetic_read(int32_t icdev, uint8_t wait, uint8_t* tracks);
+
+/* As magnetic_read, with `wait` in milliseconds: the reader gets wait/1000 seconds (low 8 bits), the
+ * library waits wait+1000 ms, or 1000 ms for a wait of 0. A negative wait counts as 0. */
+VNR_API int16_t VNR_CALL magnetic_read_ms(int32_t icdev, int32_t wait, uint8_t* tracks);
+
+/* Sends the stripe head a mode: 0 as 32 61, 1 as 32 62, and 0x40, 0x41, 0x80, 0x81, 0xC0, 0xC1 as
+ * 32 63 mode. Another mode gives VNR_E_BAD_ARGUMENT. No handle check of its own: an icdev of 0 or below
+ * gives VNR_E_HANDLE_EXCHANGE. */
+VNR_API int16_t VNR_CALL set_magnetic_mode(int32_t icdev, uint8_t mode);
+
+/* ---- PIN pad ----------------------------------------------------------------------------------------
+ * The pad does the key handling and the PIN block; the library carries the commands and keeps the
+ * pad's state, once for the process (not per handle; device_close does not touch it). A PIN read needs
+ * an entry time-out (mw_kb_settimeout) and a PIN length (mw_kb_setpasslen) to have been set once, in
+ * either order: without the time-out it gives VNR_E_PIN_TIMEOUT_UNSET, then without the length
+ * VNR_E_PIN_LENGTH_UNSET, then VNR_E_BAD_HANDLE. A read waits for the person up to the time-out and a
+ * second more, holding the library lock all the while; the standing 2000 ms come back on every path.
+ * A refused setting leaves an earlier one in force.
+ * Secrets: key bytes and PINs are wiped from the library's own buffers after use, and the log shows the
+ * key bytes of a key load and the PIN of a plain read as '*'. A key text (and `blockdata`) that is not
+ * the required number of hexadecimal digits is refused with VNR_E_BAD_ARGUMENT and nothing is sent.
+ * The user key table: a user key loaded with a number from 0 to 15 is also kept by the library (its kind
+ * and 16 bytes, a DES key followed by zeros), for deciphering in the library; numbers from 16 on have no
+ * entry there. */
+
+/* Load a main key (C5 03 00 destype mainkeyno key) or a user key under a main key (C5 04 00 destype
+ * mainkeyno userkeyno key). `destype` 0: `key` is 16 hexadecimal digits (8 bytes); 1: 32 digits (16
+ * bytes). Key numbers 0 to 255. */
+VNR_API int16_t VNR_CALL mw_kb_downloadmainkey(int32_t icdev, int32_t destype, int32_t mainkeyno, const char* key);
+VNR_API int16_t VNR_CALL mw_kb_downloaduserkey(int32_t icdev, int32_t destype, int32_t mainkeyno, int32_t userkeyno,
+                                               const char* key);
+
+/* Sets the PIN length: the low byte of `passlen`, 1 to 16 (C5 02 00 length). */
+VNR_API int16_t VNR_CALL mw_kb_setpasslen(int32_t icdev, int32_t passlen);
+
+/* Sets the pad's entry time-out, 6 to 255 seconds (C5 01 00 seconds); a PIN read then waits
+ * (seconds+1)*1000 ms. */
+VNR_API int16_t VNR_CALL mw_kb_settimeout(int32_t icdev, int32_t seconds);
+
+/* Reads a PIN in the clear: `times` 1 the first entry (C5 05 00 1B 49), 2 the entry again (1B 45); any
+ * other value gives VNR_E_BAD_ARGUMENT before anything else. `pin` (50 bytes) gets the pad's bytes as
+ * they are, with no terminator and no count; zero-fill it first. */
+VNR_API int16_t VNR_CALL mw_kb_getpin(int32_t icdev, int32_t times, uint8_t* pin);
+
+/* Reads an enciphered PIN block under the active user key: C5 06 00 1B 49 (or 1B 45 for `times` 2),
+ * the key number, 00 00 and the six bytes of `blockdata` (12 hexadecimal digits). `pin` (35 bytes) gets
+ * the pad's cipher text (at most 17 bytes) as upper-case hexadecimal with a terminating zero. */
+VNR_API int16_t VNR_CALL mw_kb_getenpin(int32_t icdev, int32_t times, const char* blockdata, char* pin);
+
+/* Makes `userkeyno` (0 to 255; `mainkeyno` 0 to 255 is only checked) the key number of the enciphered
+ * read, and marks whether its table entry holds a 16-byte key (none from 16 on: DES). Sends nothing and
+ * does not look at `icdev`; it takes the library lock for that moment, so it waits while a PIN read
+ * holds it. */
+VNR_API int16_t VNR_CALL mw_kb_activekey(int32_t icdev, int32_t mainkeyno, int32_t userkeyno);
+
+/* Deciphers `msgLen` bytes of `src` (1 to 16) into `dst` as des_decrypt does, under the user key of the
+ * active key number as the library keeps it (all zeros when none was loaded under that number), with
+ * triple DES when mw_kb_activekey found a 16-byte key there. Needs no reader. Returns des_decrypt's or
+ * des3_decrypt's status, or VNR_E_BAD_ARGUMENT when the active key number is 16 or above (the library
+ * keeps no key for it) without touching `dst`. */
+VNR_API int32_t VNR_CALL pwd_decrypt(const uint8_t* src, uint8_t msgLen, uint8_t* dst);
 
 /* ---- Encoders: no reader, no argument checks; the caller's buffers must be large enough --------- */
 

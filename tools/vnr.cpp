@@ -35,6 +35,27 @@ constexpr Verb kVerbs[] = {
             "    photo format; decode: turn a .wlt file into the .bmp beside it through the library and its\n"
             "    photo decoder",
      vnr::tool::wlt_command},
+    {"beep", "beep [FIRST [SECOND]]\n"
+             "    sound the reader's beeper; FIRST (0 to 65535, default 10) and SECOND (0 to 255, default 1) go to\n"
+             "    the reader as they are",
+     vnr::tool::beep_command},
+    {"led", "led VALUE | led --color A B C | led --lights A B C D\n"
+            "    set the reader's lights: one value, three colour values, or four lights each 0, 1 or 2",
+     vnr::tool::led_command},
+    {"serial", "serial [--length N] [--write HEX]\n"
+               "    print the reader's product serial number (N bytes, default 20) in hexadecimal, or write one\n"
+               "    of 1 to 20 bytes",
+     vnr::tool::serial_command},
+    {"eeprom", "eeprom read ADDR LEN | eeprom write ADDR HEX\n"
+               "    read or write the reader's 200-byte user EEPROM by byte address, in hexadecimal",
+     vnr::tool::eeprom_command},
+    {"stripe", "stripe [--wait SECONDS] [--json]\n"
+               "    wait for a magnetic stripe card to be swiped (default 10 s) and print its three tracks",
+     vnr::tool::stripe_command},
+    {"pin", "pin [--encrypted --key N [--block HEX]] [--length L] [--timeout SECONDS]\n"
+            "    set the PIN pad's PIN length (default 6) and entry time-out (default 30 s), then read a PIN\n"
+            "    in the clear, or enciphered under user key N with the 6 bytes of --block, in hexadecimal",
+     vnr::tool::pin_command},
     {"contact", "contact status|atr|apdu HEX...|read ADDR LEN|write ADDR HEX [--slot N] [--json]\n"
                 "    a card in contact slot N (default 0): status prints the slot's state, atr powers the card up\n"
                 "    and prints its answer to reset, apdu powers it up when it lies unpowered and sends each APDU\n"
@@ -54,6 +75,15 @@ constexpr Verb kVerbs[] = {
              "    with the password --key), or initialise a delivered tag: new password --key, the text from\n"
              "    page 0x50 on (at most 192 bytes in GBK), then the lock bytes",
      vnr::tool::ntag_command},
+    {"card-kind", "card-kind [--json]\n"
+                  "    look for a card of any kind, in the library's order: a contact CPU card in slot 0, a card in\n"
+                  "    the RF field (a contactless CPU card or an identity card), then a swiped stripe; print its kind\n"
+                  "    and its ATR or ATS",
+     vnr::tool::card_kind_command},
+    {"des", "des enc|dec KEY HEX\n"
+            "    encipher or decipher a message with the library's DES (8-byte key) or two-key triple DES (16-byte\n"
+            "    key), block by block, a short last block filled with zeros; needs no reader",
+     vnr::tool::des_command},
     {"statuses", "statuses [--json]\n"
                  "    every status code of the library with what it means",
      vnr::tool::statuses_command},

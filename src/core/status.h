@@ -38,6 +38,8 @@ enum class Status : std::int16_t {
     bad_argument = VNR_E_BAD_ARGUMENT,
     field_index = VNR_E_FIELD_INDEX,
     card_status = VNR_E_CARD_STATUS,
+    pin_length_unset = VNR_E_PIN_LENGTH_UNSET,
+    pin_timeout_unset = VNR_E_PIN_TIMEOUT_UNSET,
     find_status = VNR_E_FIND_STATUS,
     photo_path = VNR_E_PHOTO_PATH,
 };
@@ -49,7 +51,7 @@ constexpr std::string_view status_words(Status status) noexcept {
         case Status::ok: return "success";
         case Status::general: return "general failure";
         case Status::photo_decoder:
-            return "the photo decoder (GetInfo) could not be loaded or called";
+            return "the photo decoder (GetInfo) could not be loaded or called; send_com_bound: no such channel";
         case Status::photo_decode: return "the photo could not be decoded";
         case Status::photo_suffix: return "the photo decoder refused the file name (no .wlt suffix)";
         case Status::photo_open: return "the photo decoder could not open the .wlt file";
@@ -72,6 +74,8 @@ constexpr std::string_view status_words(Status status) noexcept {
         case Status::bad_argument: return "an argument is out of its bounds";
         case Status::field_index: return "no such field of the identity record";
         case Status::card_status: return "the identity card module reported a failure (no card on the reader?)";
+        case Status::pin_length_unset: return "the PIN length was not set yet (mw_kb_setpasslen)";
+        case Status::pin_timeout_unset: return "the PIN entry time-out was not set yet (mw_kb_settimeout)";
         case Status::find_status: return "no identity card found";
         case Status::photo_path: return "the photo file path is not usable (a full path holding .bmp is needed)";
     }

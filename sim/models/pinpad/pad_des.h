@@ -1,6 +1,6 @@
 // sim/models/pinpad/pad_des.h: the PIN pad's own block cipher: DES as FIPS 46-3 defines it, and its
-// two-key triple form, over single 8-byte blocks (ECB). The pad deciphers work keys under main keys and
-// enciphers PIN blocks under work keys with it. Textbook and slow on purpose: bit tables, no tricks.
+// two-key triple form, over single 8-byte blocks (ECB). The pad enciphers PIN blocks under work keys with
+// it. Textbook and slow on purpose: bit tables, no tricks.
 #pragma once
 
 #include <array>

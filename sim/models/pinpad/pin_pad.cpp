@@ -60,16 +60,9 @@ std::optional<Answer> PinPad::answer(std::span<const std::uint8_t> command) {
             main_keys_[command[4]].assign(key.begin(), key.end());
             return Answer{0};
         }
-        const auto main = main_keys_.find(command[4]);
-        if (main == main_keys_.end()) return Answer{kPinNoKeyStatus};
-        std::vector<std::uint8_t> clear;
-        for (std::size_t at = 0; at < key.size(); at += 8) {
-            pad_des::Block block;
-            std::copy_n(key.begin() + static_cast<std::ptrdiff_t>(at), 8, block.begin());
-            const pad_des::Block plain = pad_des::decipher(main->second, block);
-            clear.insert(clear.end(), plain.begin(), plain.end());
-        }
-        work_keys_[command[5]] = std::move(clear);
+        // A work key comes in the clear, under a main key that must have been loaded before it.
+        if (!main_keys_.contains(command[4])) return Answer{kPinNoKeyStatus};
+        work_keys_[command[5]].assign(key.begin(), key.end());
         return Answer{0};
     }
     return std::nullopt;  // a read: answer_at() takes it

@@ -7,9 +7,8 @@
 //   C5 01 00 S                    entry time-out: S seconds, 1 to 255
 //   C5 02 00 L                    PIN length: L digits, 1 to 16
 //   C5 03 00 T M KEY              main key M: T 0 and 8 bytes, or T 1 and 16 bytes, in the clear
-//   C5 04 00 T M U KEY            work key U: T 0 and 8 bytes, or T 1 and 16, enciphered under main key M
-//                                 (ECB, each 8 bytes by themselves; DES under an 8-byte main key,
-//                                 two-key triple DES under a 16-byte one); the pad keeps it deciphered
+//   C5 04 00 T M U KEY            work key U: T 0 and 8 bytes, or T 1 and 16, in the clear, under main key
+//                                 M, which must be loaded first
 //   C5 05 00 1B 49|45             PIN read, first entry (49) or entry again (45): the PIN's digits in ASCII
 //   C5 06 00 1B 49|45 U 00 00 A6  enciphered PIN read: the PIN block of the PIN and the six bytes A6,
 //                                 enciphered under work key U (DES or two-key triple DES by its length)
@@ -75,7 +74,7 @@ public:
 
     std::uint8_t timeout_s() const noexcept { return timeout_s_; }
     std::uint8_t pin_length() const noexcept { return pin_length_; }
-    // The keys by number, as the pad holds them: work keys deciphered.
+    // The keys by number, as the pad holds them.
     const std::map<std::uint8_t, std::vector<std::uint8_t>>& main_keys() const noexcept { return main_keys_; }
     const std::map<std::uint8_t, std::vector<std::uint8_t>>& work_keys() const noexcept { return work_keys_; }
     const Awaited<PinEntry>& entries() const noexcept { return entries_; }

@@ -15,9 +15,8 @@ constexpr std::uint64_t kLongestDelayMs = 255'000;  // the longest entry time-ou
 
 constexpr std::string_view kAbout =
     "It answers C5 01 00 S (entry time-out, 1 to 255 seconds), C5 02 00 L (PIN length, 1 to 16), C5 03 00 "
-    "T M KEY (main key M in the clear, T 0 for 8 bytes, 1 for 16), C5 04 00 T M U KEY (work key U, "
-    "enciphered under main key M: DES under an 8-byte main key, two-key triple DES under a 16-byte one, "
-    "each 8 bytes by themselves), and the reads, which wait up to the entry time-out for a PIN: C5 05 00 1B "
+    "T M KEY (main key M in the clear, T 0 for 8 bytes, 1 for 16), C5 04 00 T M U KEY (work key U, in the "
+    "clear too, taken only under a main key M already loaded), and the reads, which wait up to the entry time-out for a PIN: C5 05 00 1B "
     "49|45 answers the PIN's digits in ASCII, C5 06 00 1B 49|45 U 00 00 and six bytes answers the ISO 9564 "
     "format 0 PIN block (PIN field 0, length, digits, F filling, XOR 0000 and the six bytes) enciphered "
     "under work key U. A read answers 6400 when the time-out runs out, 6401 when the person cancels, 6402 "
