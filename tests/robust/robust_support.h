@@ -85,6 +85,16 @@ inline const std::vector<FamilyCall>& family_calls() {
         {"identity card: IDCard_ReadCard", {0x32, 0x50}, identity_reply(),
          [](std::int32_t d, std::uint8_t* o) -> int { return IDCard_ReadCard(d, reinterpret_cast<char*>(o)); },
          bytes_of(vnr::test::gbk("操作成功")), bytes_of(vnr::test::gbk("操作失败"))},
+        {"reader: device_readsnr", {0xC0, 0x09, 0x08}, bytes_of("SN-00042"),
+         [](std::int32_t d, std::uint8_t* o) -> int { return device_readsnr(d, 8, o); }, bytes_of("SN-00042"), {}},
+        // No wait for a swipe: the library waits 1000 ms. Track 1 as it came; tracks 2 and 3 absent.
+        {"stripe: magnetic_read_ms", {0x32, 0x60, 0x00}, {0x05, 0xF5, 0xF5, 'A', 'B', 'C', 'D', 'E'},
+         [](std::int32_t d, std::uint8_t* o) -> int { return magnetic_read_ms(d, 0, o); },
+         {0x05, 0x00, 0x00, 'A', 'B', 'C', 'D', 'E'}, {}},
+        // The pad's entry time-out (6 s, so the library waits 7000 ms) and PIN length are set once
+        // for the process by Session::answer_family_calls.
+        {"PIN pad: mw_kb_getpin", {0xC5, 0x05, 0x00, 0x1B, 0x49}, bytes_of("123456"),
+         [](std::int32_t d, std::uint8_t* o) -> int { return mw_kb_getpin(d, 1, o); }, bytes_of("123456"), {}},
         {"crypto: des_encrypt", {}, {},
          [](std::int32_t, std::uint8_t* o) -> int {
              const std::uint8_t key[8] = {1, 2, 3, 4, 5, 6, 7, 8}, text[8] = {'V', 'N', 'R', '-', '3', '2', 0, 0};
@@ -112,10 +122,21 @@ struct alignas(8) OutBuffer {
 // The simulated reader, opened by each test on the link it names (open_on).
 class Session : public vnr::test::SimSessionBase {
 public:
-    // The reader answers every family call's command with its canned reply.
+    // The reader answers every family call's command with its canned reply. The PIN pad's settings,
+    // which a PIN read needs once in the process, are made the first time; the reader's history is
+    // cleared afterwards.
     void answer_family_calls() {
         for (const FamilyCall& c : family_calls())
             if (!c.command.empty()) answer(c.command, c.data);
+        static bool pad_set = false;
+        if (!pad_set) {
+            answer({0xC5, 0x01}, {});
+            answer({0xC5, 0x02}, {});
+            pad_set = mw_kb_settimeout(icdev, 6) == VNR_OK && mw_kb_setpasslen(icdev, 6) == VNR_OK;
+            EXPECT_TRUE(pad_set) << "the PIN pad's settings were refused";
+        }
+        reader.clear_history();
+        if (hid) hid->clear_history();
     }
     // Closes the session's handle and forgets it, keeping the reader where it is, so that a test can
     // open it again as it stands.

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdio>
 #include <ostream>
+#include <vector>
 
 namespace {
 
@@ -51,6 +52,19 @@ int activate_card(Session& s) {
     Bytes out(100, 0);
     return open_card(s.icdev, 110, out.data(), out.data() + 1, out.data() + 2, out.data() + 20, out.data() + 21);
 }
+int swipe(Session& s) {
+    std::vector<std::uint8_t> tracks(771, 0);
+    return magnetic_read_ms(s.icdev, 300, tracks.data());
+}
+// The pad's settings (a 6 s entry time-out) made, then nothing answers.
+void pad_set_silent(Session& s) {
+    s.answer_family_calls();
+    silent(s);
+}
+int enter_pin(Session& s) {
+    std::uint8_t pin[50] = {};
+    return mw_kb_getpin(s.icdev, 1, pin);
+}
 int read_identity_card(Session& s) {
     char errtext[64] = {};
     return IDCard_ReadCard(s.icdev, errtext);
@@ -63,6 +77,8 @@ const WaitCase kWaits[] = {
     {"per report: the second report never comes", Link::hid, 100, 0, reopen_cut_per_report, open_reader},
     {"open_card, delaytime 110 (+1000)", Link::serial, 1110, VNR_E_NO_REPLY, silent, activate_card},
     {"IDCard_ReadCard (5000)", Link::hid, 5000, VNR_E_NO_REPLY, silent, read_identity_card},
+    {"swipe: magnetic_read_ms, wait 300 (+1000)", Link::serial, 1300, VNR_E_NO_REPLY, silent, swipe},
+    {"PIN entry: mw_kb_getpin, time-out 6 s (+1 s)", Link::hid, 7000, VNR_E_NO_REPLY, pad_set_silent, enter_pin},
 };
 
 void PrintTo(const WaitCase& c, std::ostream* out) { *out << c.name; }
