@@ -21,8 +21,10 @@ namespace {
 // The log shows at most this many bytes of a frame (5000 hexadecimal characters).
 constexpr std::size_t kLoggedFrameBytes = 2500;
 
-// The secret of the exchanges now running; set and read under the library lock.
-Secret current_secret;
+// The secret of the exchanges that this thread runs. Each thread keeps its own: a call marks its exchange
+// and takes the mark back when it returns, which may be after it has left the library lock and another
+// thread's marked exchange has begun.
+thread_local Secret current_secret;
 
 // Plain frame: start byte, two length bytes, S1, S2, then the data, the check byte and the end byte.
 constexpr std::size_t kFrameDataAt = 5;

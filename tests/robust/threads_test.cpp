@@ -104,6 +104,30 @@ TEST_P(Threads, SixteenThreadsShareOneHandleAcrossTheFamilies) {
         }));
 }
 
+// The log hides a key load's key bytes and a plain PIN read's PIN. Each call marks its exchange as
+// secret; with two threads at once, one call's mark must not be undone by the other's.
+TEST_P(Threads, SecretsStayOutOfTheLogWhileThreadsInterleave) {
+    prefix.enable_log();
+    open_on(GetParam());
+    answer_family_calls();
+    answer({0xC5, 0x03}, {});
+    const int calls = robust::scaled(200);
+    std::thread pins([&] {
+        for (int i = 0; i < calls; ++i) {
+            std::uint8_t pin[50] = {};
+            EXPECT_EQ(mw_kb_getpin(icdev, 1, pin), VNR_OK);
+        }
+    });
+    for (int i = 0; i < calls; ++i) EXPECT_EQ(mw_kb_downloadmainkey(icdev, 0, 1, "0123456789ABCDEF"), VNR_OK);
+    pins.join();
+    const std::string log = vnr::test::log_text(prefix);
+    EXPECT_NE(log.find("Send: C503000001****************."), std::string::npos) << "no key load was logged";
+    for (const char* secret : {"0123456789ABCDEF", "313233343536"}) {
+        const std::size_t at = log.find(secret);
+        EXPECT_EQ(at, std::string::npos) << "a secret went into the log: " << log.substr(at - std::min<std::size_t>(at, 120), 160);
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(OnEachLink, Threads, ::testing::Values(Link::serial, Link::hid), vnr::test::link_name);
 
 }  // namespace
