@@ -47,7 +47,17 @@ void reopen_cut_per_report(Session& s) {
     s.raw_reply({0x31, 0x11, 0x01}, raw);
 }
 
+// ReSetupComm lets one port read block 5000 ms; the per-byte wait of 2000 ms still holds.
+void long_port_reads_silent(Session& s) {
+    ASSERT_EQ(ReSetupComm(s.icdev), 0);
+    silent(s);
+}
+
 int open_reader(Session&) { return device_open(0, 115200); }
+int version(Session& s) {
+    std::uint8_t length = 0, text[100] = {};
+    return device_version(s.icdev, 0, &length, text);
+}
 int activate_card(Session& s) {
     Bytes out(100, 0);
     return open_card(s.icdev, 110, out.data(), out.data() + 1, out.data() + 2, out.data() + 20, out.data() + 21);
@@ -75,6 +85,7 @@ const WaitCase kWaits[] = {
     {"device_open, silent reader", Link::hid, 100, 0, reopen_silent, open_reader},
     {"per byte: a reply stops after 13 bytes", Link::serial, 100, 0, reopen_cut_per_byte, open_reader},
     {"per report: the second report never comes", Link::hid, 100, 0, reopen_cut_per_report, open_reader},
+    {"device_version after ReSetupComm (2000)", Link::serial, 2000, VNR_E_NO_REPLY, long_port_reads_silent, version},
     {"open_card, delaytime 110 (+1000)", Link::serial, 1110, VNR_E_NO_REPLY, silent, activate_card},
     {"IDCard_ReadCard (5000)", Link::hid, 5000, VNR_E_NO_REPLY, silent, read_identity_card},
     {"swipe: magnetic_read_ms, wait 300 (+1000)", Link::serial, 1300, VNR_E_NO_REPLY, silent, swipe},

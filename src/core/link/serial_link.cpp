@@ -114,28 +114,31 @@ SerialLine::SerialLine(std::unique_ptr<platform::SerialPort> port, const platfor
 bool SerialLine::setup(std::uint32_t queue_size, const platform::SerialTimeouts& standing) noexcept {
     const Hold hold(lock_);
     standing_ = standing;
+    shortened_ms_.reset();
     return port_->setup(queue_size, queue_size, standing);
 }
 
 long SerialLine::read(std::uint8_t* bytes, std::size_t size, std::optional<std::uint32_t> limit_ms) noexcept {
-    bool shortened = false;
     if (limit_ms) {
         const Hold hold(lock_);
-        const std::optional<std::uint64_t> longest = longest_read_ms(standing_, size);
-        if (!longest || *limit_ms < *longest) {
+        const std::uint32_t limit = std::max<std::uint32_t>(*limit_ms, 1);
+        const std::optional<std::uint64_t> longest =
+            shortened_ms_ ? std::optional<std::uint64_t>(*shortened_ms_) : longest_read_ms(standing_, size);
+        if (!longest || limit < *longest) {
             platform::SerialTimeouts shorter = standing_;
             shorter.read_total_multiplier_ms = 0;
-            shorter.read_total_constant_ms = std::max<std::uint32_t>(*limit_ms, 1);
-            shortened = port_->setup(kQueueSize, kQueueSize, shorter);
+            shorter.read_total_constant_ms = limit;
+            if (port_->setup(kQueueSize, kQueueSize, shorter)) shortened_ms_ = limit;
         }
     }
-    const long count = port_->read(bytes, size);
-    if (shortened) {
-        // Whatever ReSetupComm set meanwhile is what stands now.
-        const Hold hold(lock_);
-        port_->setup(kQueueSize, kQueueSize, standing_);
-    }
-    return count;
+    return port_->read(bytes, size);
+}
+
+void SerialLine::end_reads() noexcept {
+    const Hold hold(lock_);
+    if (!shortened_ms_) return;
+    port_->setup(kQueueSize, kQueueSize, standing_);
+    shortened_ms_.reset();
 }
 
 std::int32_t com_open_reader(std::int16_t port, std::int32_t baud) {
@@ -178,6 +181,13 @@ std::int16_t com_send_frame(std::int32_t icdev, std::uint8_t mode, std::span<con
 std::int16_t com_receive_frame(std::int32_t icdev, std::size_t& total, std::span<std::uint8_t> buffer) {
     total = 0;
     const std::shared_ptr<SerialLine> line = serial_line(icdev);
+    // The port's own time-outs stand again once this frame's reads are over, on every way out.
+    struct EndReads {
+        SerialLine* line;
+        ~EndReads() {
+            if (line != nullptr) line->end_reads();
+        }
+    } end_reads{line.get()};
     core::WipedBytes wire(core::kFrameBufferSize);
     std::size_t got = 0;
 
