@@ -20,14 +20,28 @@ namespace {
 
 using core::link_state;
 
-// While a report is not ready the device is asked again after a pause that grows with the time waited:
-// a fiftieth of it, from 250 us to 4 ms. A reply that comes within the first few tens of milliseconds is
-// thus taken within a fraction of a millisecond of being ready, and a long wait (a card read, a person
-// at the pad) costs a few hundred gets over seconds, next to no processor time. No pause outlasts what
-// is left of the wait.
+// While a report is not ready the device is asked again after a pause. For the first kShortPausesMs of
+// the wait the pause is kShortPauseUs, as a reader answers a short command within a few report
+// intervals and a longer pause would make every exchange late by up to that pause; a pause rather than
+// none at all, since a thread that asks without pause competes with every other one for the processor
+// and loses more to that than it gains. After that the pause grows with the time waited, a
+// kPauseShare-th of it from kFirstPauseUs to kLongestPauseUs: a report that comes later is taken late by
+// two per cent of its wait at most, and a long wait (a card read, a swipe, a PIN) costs a few hundred
+// gets a second at first and then 250, next to no processor time. No pause outlasts what is left of the
+// wait.
+constexpr std::uint64_t kShortPausesMs = 10;
+constexpr std::uint64_t kShortPauseUs = 20;
 constexpr std::uint64_t kFirstPauseUs = 250;
 constexpr std::uint64_t kLongestPauseUs = 4000;
 constexpr std::uint64_t kPauseShare = 50;
+
+// The pause after a refused get, `waited_us` into a wait of `timeout_us`.
+std::uint64_t pause_us(std::uint64_t waited_us, std::uint64_t timeout_us) {
+    const std::uint64_t pause = waited_us < kShortPausesMs * 1000
+                                    ? kShortPauseUs
+                                    : std::clamp(waited_us / kPauseShare, kFirstPauseUs, kLongestPauseUs);
+    return std::min(pause, timeout_us - waited_us);
+}
 
 using Report = std::array<std::uint8_t, kReportBufferSize>;
 
@@ -109,7 +123,7 @@ std::int16_t hid_read_report(std::int32_t icdev, std::span<std::uint8_t> bytes) 
         const std::uint64_t waited = elapsed_us(start, frequency);
         const std::uint64_t timeout_us = std::uint64_t{timeout} * 1000;
         if (waited >= timeout_us) return VNR_E_NO_REPLY;
-        platform::sleep_us(std::min(std::clamp(waited / kPauseShare, kFirstPauseUs, kLongestPauseUs), timeout_us - waited));
+        platform::sleep_us(pause_us(waited, timeout_us));
     }
 }
 
