@@ -86,6 +86,12 @@ constexpr Verb kVerbs[] = {
             "    encipher or decipher a message with the library's DES (8-byte key) or two-key triple DES (16-byte\n"
             "    key), block by block, a short last block filled with zeros; needs no reader",
      vnr::tool::des_command},
+    {"bank", "bank [--contactless] [--json] [--emv] [--full]\n"
+             "    read a bank card's number and holder name (contact in slot 0, or --contactless in the field):\n"
+             "    the number masked but its first and last four digits (--full: all of them), the name and the\n"
+             "    library's message; --emv reads the card as a payment terminal does (vnr_emv) and prints the\n"
+             "    expiry and the application too",
+     vnr::tool::bank_command},
     {"statuses", "statuses [--json]\n"
                  "    every status code of the library with what it means",
      vnr::tool::statuses_command},
