@@ -3,11 +3,11 @@
 // SplitReplyAt115200: command 32 50 answered with 1289 data bytes in the split form (a 2590-byte frame)
 // by the simulated reader at an emulated 115200 baud. Reported: the wall time of the exchange as a ratio
 // to the frame's wire time (2590 * 10 bits / 115200 = 224.83 ms), and the read system calls the
-// calling thread made per frame.
+// calling thread made per frame (one a byte: each byte is read by itself, so that its time is known).
 // WaitForSilentReader: a reply that never comes, waited for 2 s. Reported: the CPU time the calling
 // thread spent, as a share of the wait.
 // HidWaitForSilentReader: the same on the HID link, waited for 5 s, where the wait asks the device for
-// its report again and again.
+// its report again and again; also reported: how many times it asked.
 // HidReadyToReturn: a reply whose report becomes ready 20 ms after the command; reported: the time from
 // the moment the report is ready to the return of the exchange.
 // HidLongReply: 2315 data bytes in the split form (4642 wire bytes, 19 reports) from a device that
@@ -155,7 +155,10 @@ void HidWaitForSilentReader(benchmark::State& state) {
         return;
     }
     bench.reader.inject(vnrsim::Fault::silence, vnrsim::Times::always);
+    bench.hid->clear_history();
     measure_silent_wait(state, bench.icdev, 5000);
+    state.counters["gets_per_wait"] =
+        static_cast<double>(bench.hid->stats().gets_refused) / static_cast<double>(state.iterations());
 }
 BENCHMARK(HidWaitForSilentReader)->Unit(benchmark::kMillisecond)->Iterations(1);
 

@@ -104,9 +104,9 @@ VNR_API int16_t VNR_CALL device_close(int32_t icdev);
  * before any open. Always returns 0. */
 VNR_API int16_t VNR_CALL device_gettype(uint8_t* kind);
 
-/* Asks the reader (`module` 0) or its contactless module (`module` 1) for its version text. On
- * success `text` gets the whole reply (at most 100 bytes, no terminating zero) and *length its
- * length; *length is set to 0 first. */
+/* Asks the reader (`module` 0) or its contactless module (`module` 1) for its version text. `text` must
+ * hold 100 bytes: on success it gets the whole reply (no terminating zero) and *length its length; a
+ * longer reply is refused with VNR_E_END_BYTE and nothing is written. *length is set to 0 first. */
 VNR_API int16_t VNR_CALL device_version(int32_t icdev, uint8_t module, uint8_t* length, uint8_t* text);
 
 /* Serial link only: resizes the port's queues to 1024 bytes and sets longer port time-outs (100 ms
@@ -314,22 +314,22 @@ VNR_API int32_t VNR_CALL pwd_decrypt(const uint8_t* src, uint8_t msgLen, uint8_t
  * 2*count+1 bytes. Returns 0. */
 VNR_API int16_t VNR_CALL hex_asc(const uint8_t* src, char* dst, uint32_t count);
 
-/* `count` bytes from 2*count hexadecimal digits (either case), then a terminating zero. Returns 0, or
- * VNR_E_GENERAL at the first character that is not a digit, with the bytes done so far in `dst` and
- * no terminator. */
+/* `count` bytes from 2*count hexadecimal digits (either case), then a terminating zero: `dst` takes
+ * count+1 bytes. Returns 0, or VNR_E_GENERAL at the first character that is not a digit, with the bytes
+ * done so far in `dst` and no terminator. */
 VNR_API int16_t VNR_CALL asc_hex(const char* src, uint8_t* dst, uint32_t count);
 
 /* As asc_hex, each pair read as 10*first+second, the digits A to F counting 10 to 15 ("12" gives 12,
  * "1F" gives 25). */
 VNR_API int16_t VNR_CALL asc_dec(const char* src, uint8_t* dst, uint32_t count);
 
-/* Base64 (RFC 4648, with padding) of `count` bytes; no terminator is written. Returns the number of
- * characters plus one. */
+/* Base64 (RFC 4648, with padding) of `count` bytes; no terminator is written: `dst` takes
+ * 4*((count+2)/3) bytes. Returns the number of characters plus one. */
 VNR_API int32_t VNR_CALL hex_base64(const uint8_t* src, char* dst, uint32_t count);
 
 /* Three bytes for each whole group of four characters among the first `count` (up to three left-over
- * characters are ignored). A character outside the alphabet, the pad '=' included, counts as 0, so
- * padding gives zero bytes. No terminator. Returns 3*groups+1. */
+ * characters are ignored): `dst` takes 3*(count/4) bytes. A character outside the alphabet, the pad '='
+ * included, counts as 0, so padding gives zero bytes. No terminator. Returns 3*groups+1. */
 VNR_API int32_t VNR_CALL base64_hex(const char* src, uint8_t* dst, uint32_t count);
 
 /* ---- Contact cards: CPU card and SAM slots -------------------------------------------------------
@@ -663,20 +663,26 @@ VNR_API int16_t VNR_CALL rf_decrypt(const uint8_t* key, const uint8_t* src, uint
 
 /* Find a card (D0 01), select it (D0 02), read its added information (D0 05) or its management
  * information (D0 06). On success `data` gets length-5 bytes of the reply's data and *len their count.
- * Another triple gives VNR_E_FIND_STATUS (IDCard_Find) or SW3 as a number from 0 to 255. */
+ * `data` must hold 295 bytes (IDCard_Find), 1995 (IDCard_Selet) or 195 (IDCard_ReadAdded,
+ * IDCard_ReadManage): the reply rooms are 300, 2000 and 200 bytes with the 5-byte head, and a longer
+ * reply is refused with VNR_E_END_BYTE and nothing written. Another triple gives VNR_E_FIND_STATUS
+ * (IDCard_Find) or SW3 as a number from 0 to 255. */
 VNR_API int16_t VNR_CALL IDCard_Find(int32_t icdev, uint32_t* len, uint8_t* data);
 VNR_API int16_t VNR_CALL IDCard_Selet(int32_t icdev, uint32_t* len, uint8_t* data);
 VNR_API int16_t VNR_CALL IDCard_ReadAdded(int32_t icdev, uint32_t* len, uint8_t* data);
 VNR_API int16_t VNR_CALL IDCard_ReadManage(int32_t icdev, uint32_t* len, uint8_t* data);
 
-/* Reads text and photo (32 50) and hands over the whole reply, at most 2000 bytes, with its length in
- * *len, also when the triple is not success (then VNR_E_CARD_STATUS). */
+/* Reads text and photo (32 50) and hands over the whole reply with its length in *len, also when the
+ * triple is not success (then VNR_E_CARD_STATUS). `data` must hold 2000 bytes; a longer reply is refused
+ * with VNR_E_END_BYTE and nothing written. */
 VNR_API int16_t VNR_CALL IDCard_Read(int32_t icdev, uint32_t* len, uint8_t* data);
 
-/* The module's id (32 51), at most 100 bytes as they came; *len gets the count. */
+/* The module's id (32 51) as it came into `data`, which must hold 100 bytes (a longer reply is refused
+ * with VNR_E_END_BYTE); *len gets the count. */
 VNR_API int16_t VNR_CALL IDCard_GetModeID(int32_t icdev, uint8_t* len, uint8_t* data);
 
-/* The card's id (32 52), at most 100 bytes as they came; *len gets the count. */
+/* The card's id (32 52) as it came into `buf`, which must hold 100 bytes (a longer reply is refused
+ * with VNR_E_END_BYTE); *len gets the count. */
 VNR_API int16_t VNR_CALL IDCard_Read_IDNUM(int32_t icdev, uint32_t* len, uint8_t* buf);
 
 /* Reads text and photo (D0 03) into `buf`, which must hold 1289 bytes, fills the identity record and

@@ -8,6 +8,8 @@ packages=(build-essential cmake ninja-build binutils googletest libgtest-dev lib
           nlohmann-json3-dev
           # the fuzz targets: clang with libFuzzer and the sanitizers' runtimes
           clang libclang-rt-14-dev
+          # static analysis and the soak under valgrind
+          clang-tidy cppcheck valgrind
           # text on card pictures: FreeType and fontconfig, a 12-pixel Song bitmap font and AR PL UMing
           libfreetype-dev libfontconfig-dev xfonts-wqy fonts-arphic-uming)
 if [ "${1:-all}" = all ]; then

@@ -1,8 +1,11 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs every test:
-#   0. the layering check (scripts/check-layering.sh);
+#   0. the layering check (scripts/check-layering.sh) and the static analysis of src/
+#      (scripts/static-analysis.sh: clang-tidy and cppcheck, zero findings);
 #   1. the Linux build's tests (unit, integration through the simulator, ABI, export table);
-#   2. the same tests in an address+undefined sanitizer build and in a thread sanitizer build;
+#   2. the same tests in an address+undefined sanitizer build and in a thread sanitizer build (there the
+#      robustness tests' thread counts at a tenth, and their measured waits allowed 80 ms for the
+#      sanitizer's own slowness instead of 30), and the soak under valgrind (scripts/soak.sh);
 #   3. every fuzz target for 30 s from its corpus (scripts/fuzz.sh, a clang build), each counted as a test;
 #   4. the Windows DLLs (x86_64 and i686) cross-built, their export tables checked, and the x86_64
 #      DLL's serial-road tests run under Wine against the simulator.
@@ -53,14 +56,18 @@ if "$top/scripts/check-layering.sh"; then passed=$((passed + 1)); else failed=$(
 step "Linux build and tests"
 if build build -DVNR_BUILD_BENCH=ON; then run_ctest linux build; else failed=$((failed + 1)); stage_failed+=("linux build"); fi
 
+step "Static analysis"
+if "$top/scripts/static-analysis.sh" build; then passed=$((passed + 1)); else failed=$((failed + 1)); stage_failed+=("static analysis"); fi
+
 step "Address and undefined-behaviour sanitizer build and tests"
 if build build-asan -DVNR_SANITIZE=address -DCMAKE_BUILD_TYPE=Debug; then
-  ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 run_ctest asan build-asan
+  VNR_ROBUST_SCALE=0.1 VNR_WAIT_ALLOWANCE_MS=80 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
+    UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 run_ctest asan build-asan
 else failed=$((failed + 1)); stage_failed+=("asan build"); fi
 
 step "Thread sanitizer build and tests"
 if build build-tsan -DVNR_SANITIZE=thread -DCMAKE_BUILD_TYPE=Debug; then
-  TSAN_OPTIONS=halt_on_error=1 run_ctest tsan build-tsan
+  VNR_ROBUST_SCALE=0.1 VNR_WAIT_ALLOWANCE_MS=80 TSAN_OPTIONS=halt_on_error=1 run_ctest tsan build-tsan
 else failed=$((failed + 1)); stage_failed+=("tsan build"); fi
 
 step "Fuzzing: each target 30 s"
@@ -75,6 +82,8 @@ else
   failed=$((failed + 1)); stage_failed+=("fuzz")
 fi
 rm -f "$log"
+step "Soak: plain, leak sanitizer and valgrind"
+if "$top/scripts/soak.sh"; then passed=$((passed + 1)); else failed=$((failed + 1)); stage_failed+=("soak"); fi
 
 if [ "$linux_only" -eq 0 ]; then
   step "Windows cross builds, export tables and the serial road under Wine"

@@ -111,7 +111,8 @@ struct Field {
     static constexpr std::uint8_t kNoCount = 0xFF;
 
     constexpr Field() noexcept = default;
-    // A literal byte of the command, so that rows read {0x31, 0x12, byte(0)}.
+    // A literal byte of the command, so that rows read {0x31, 0x12, byte(0)}: implicit on purpose.
+    // cppcheck-suppress noExplicitConstructor
     constexpr Field(int literal) noexcept : kind(Kind::literal), value(static_cast<std::uint8_t>(literal)) {}
     constexpr Field(Kind k, std::uint8_t a, std::uint8_t count, std::uint16_t n) noexcept
         : kind(k), arg(a), count_arg(count), fixed(n) {}

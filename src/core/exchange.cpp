@@ -21,8 +21,10 @@ namespace {
 // The log shows at most this many bytes of a frame (5000 hexadecimal characters).
 constexpr std::size_t kLoggedFrameBytes = 2500;
 
-// The secret of the exchanges now running; set and read under the library lock.
-Secret current_secret;
+// The secret of the exchanges that this thread runs. Each thread keeps its own: a call marks its exchange
+// and takes the mark back when it returns, which may be after it has left the library lock and another
+// thread's marked exchange has begun.
+thread_local Secret current_secret;
 
 // Plain frame: start byte, two length bytes, S1, S2, then the data, the check byte and the end byte.
 constexpr std::size_t kFrameDataAt = 5;
@@ -37,15 +39,15 @@ void log_frame(const char* what, const std::uint8_t* bytes, std::size_t size, st
     hex_text(bytes, hex.data(), static_cast<int>(size));
     for (std::size_t i = hidden_from; i < size && i < hidden_from + hidden_count; ++i) hex[2 * i] = hex[2 * i + 1] = '*';
     char head[80];
-    std::snprintf(head, sizeof head, "send_cmd_vn3x(), TansMode:%d,nComMode: %d, %s: ", link_state().trans_mode.load(),
-                  link_state().com_mode.load(), what);
+    (void)std::snprintf(head, sizeof head, "send_cmd_vn3x(), TansMode:%d,nComMode: %d, %s: ",
+                        link_state().trans_mode.load(), link_state().com_mode.load(), what);
     log::raw(std::string(head) + hex.data() + ".");
 }
 
 void log_raw_format(const char* format, int value) {
     if (!log::enabled()) return;
     char text[80];
-    std::snprintf(text, sizeof text, format, value);
+    (void)std::snprintf(text, sizeof text, format, value);
     log::raw(text);
 }
 
@@ -86,7 +88,7 @@ std::int16_t send_cmd_vn3x(std::int32_t icdev, std::int32_t send_len, const std:
     if (s1 != 0 || s2 != 0) {
         if (log::enabled()) {
             char text[48];
-            std::snprintf(text, sizeof text, "send_cmd_vn3x(), status: %02x%02x.", s1, s2);
+            (void)std::snprintf(text, sizeof text, "send_cmd_vn3x(), status: %02x%02x.", s1, s2);
             log::raw(text);
         }
         return reader_status(s1, s2);

@@ -31,8 +31,8 @@ struct Secret {
     bool any() const noexcept { return command_count > 0 || reply_data; }
 };
 
-// Marks the exchanges within its scope as carrying `secret`. Used with the library lock held, which also
-// guards the mark.
+// Marks the exchanges that this thread runs within its scope as carrying `secret`. The mark is the
+// thread's own, so it may be taken back outside the library lock.
 class ScopedSecret {
 public:
     explicit ScopedSecret(const Secret& secret) noexcept;

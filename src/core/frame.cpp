@@ -31,7 +31,7 @@ std::int16_t frame_xor_verify(int length, const std::uint8_t* bytes) noexcept {
 
 void hex_text(const std::uint8_t* bytes, char* text, int length) noexcept {
     static constexpr char kDigits[] = "0123456789ABCDEF";
-    for (int i = 0; i < length; ++i) {
+    for (std::size_t i = 0; i < static_cast<std::size_t>(length > 0 ? length : 0); ++i) {
         text[2 * i] = kDigits[bytes[i] >> 4];
         text[2 * i + 1] = kDigits[bytes[i] & 0x0F];
     }

@@ -20,13 +20,13 @@ using platform::LocalTime;
 // "D:\VNlog\YYYYMMDD" and "...\logHH.txt", in Windows form.
 std::string day_folder(const LocalTime& now) {
     char name[16];
-    std::snprintf(name, sizeof name, "%04d%02d%02d", now.year, now.month, now.day);
+    (void)std::snprintf(name, sizeof name, "%04d%02d%02d", now.year, now.month, now.day);
     return std::string(kRoot) + "\\" + name;
 }
 
 std::string hour_file(const std::string& folder, const LocalTime& now) {
     char name[16];
-    std::snprintf(name, sizeof name, "log%02d.txt", now.hour);
+    (void)std::snprintf(name, sizeof name, "log%02d.txt", now.hour);
     return folder + "\\" + name;
 }
 
@@ -42,8 +42,8 @@ std::string format_gbk(std::size_t room, const char* format, va_list arguments) 
 
 std::string write_head(const LocalTime& t) {
     char head[48];
-    std::snprintf(head, sizeof head, "%04d-%02d-%02d %02d:%02d:%02d:%04d | ", t.year, t.month, t.day, t.hour, t.minute,
-                  t.second, t.millisecond);
+    (void)std::snprintf(head, sizeof head, "%04d-%02d-%02d %02d:%02d:%02d:%04d | ", t.year, t.month, t.day, t.hour,
+                        t.minute, t.second, t.millisecond);
     return head;
 }
 
@@ -79,6 +79,7 @@ long long leading_number(const std::string& name) {
 
 bool enabled() noexcept { return platform::path_exists(platform::native_path(kRoot)); }
 
+// NOLINTNEXTLINE(cert-dcl50-cpp): printf-style, so that the compiler checks each format (gnu::format)
 void line(const char* format, ...) noexcept {
     try {
         if (!enabled()) return;
@@ -122,6 +123,7 @@ void raw(std::string_view text) noexcept {
     }
 }
 
+// NOLINTNEXTLINE(cert-dcl50-cpp): printf-style, as line()
 void flat(const char* format, ...) noexcept {
     try {
         // The flat file is written for as long as its drive is there; its folder is never created.

@@ -60,6 +60,7 @@ std::int16_t short_message(const ShortLines& lines, Direction direction, const s
 // zero bytes. The short tail is taken first, so that `src` and `dst` may overlap as they please.
 std::int16_t whole_blocks(Direction direction, const std::uint8_t* key, const std::uint8_t* src,
                           std::uint16_t length, std::uint8_t* dst) noexcept {
+    // cppcheck-suppress unreadVariable ; the call frame holds the library lock for the whole scope
     const core::Call call(nullptr);
     if (length == 0) return VNR_OK;
     if (key == nullptr || src == nullptr || dst == nullptr) return VNR_E_BAD_ARGUMENT;

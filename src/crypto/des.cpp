@@ -259,8 +259,8 @@ constexpr Pc2Tables kPc2 = make_pc2_tables();
 template <bool Backwards, std::size_t Lanes>
 inline void sixteen_rounds(const RoundKeys& keys, std::uint32_t (&l)[Lanes], std::uint32_t (&r)[Lanes]) {
     for (unsigned round = 0; round < 16; round += 2) {
-        const unsigned first = Backwards ? 15 - round : round;
-        const unsigned second = Backwards ? 14 - round : round + 1;
+        const std::size_t first = Backwards ? 15 - round : round;
+        const std::size_t second = Backwards ? 14 - round : round + 1;
         for (std::size_t j = 0; j < Lanes; ++j) l[j] ^= round_function(r[j], keys[2 * first], keys[2 * first + 1]);
         for (std::size_t j = 0; j < Lanes; ++j) r[j] ^= round_function(l[j], keys[2 * second], keys[2 * second + 1]);
     }
@@ -357,8 +357,8 @@ KeySchedule::KeySchedule(std::span<const std::uint8_t, kKeySize> key) noexcept {
         const std::uint64_t joined = std::uint64_t{c} << 28 | d;
         std::uint64_t packed = 0;
         for (unsigned nibble = 0; nibble < 14; ++nibble) packed |= kPc2[nibble][(joined >> (52 - 4 * nibble)) & 0xF];
-        keys_[2 * round] = static_cast<std::uint32_t>(packed);
-        keys_[2 * round + 1] = static_cast<std::uint32_t>(packed >> 32);
+        keys_[2 * std::size_t{round}] = static_cast<std::uint32_t>(packed);
+        keys_[2 * std::size_t{round} + 1] = static_cast<std::uint32_t>(packed >> 32);
     }
     core::secure_wipe_object(bits);
     core::secure_wipe_object(c);

@@ -82,7 +82,7 @@ inline std::uint32_t base64_group(const char* in) noexcept {
 // of a pair is judged before the second is read, so reading stops at the first bad one.
 std::int16_t pairs_to_bytes(const char* src, std::uint8_t* dst, std::uint32_t count, int base) noexcept {
     const core::LibraryGuard guard;
-    for (std::uint32_t i = 0; i < count; ++i) {
+    for (std::size_t i = 0; i < count; ++i) {
         const int high = digit_value(src[2 * i]);
         if (high < 0) return VNR_E_GENERAL;
         const int low = digit_value(src[2 * i + 1]);
@@ -97,7 +97,7 @@ std::int16_t pairs_to_bytes(const char* src, std::uint8_t* dst, std::uint32_t co
 
 std::int16_t hex_asc(const std::uint8_t* src, char* dst, std::uint32_t count) noexcept {
     const core::LibraryGuard guard;
-    for (std::uint32_t i = 0; i < count; ++i) {
+    for (std::size_t i = 0; i < count; ++i) {
         dst[2 * i] = kHexDigits[src[i] >> 4];
         dst[2 * i + 1] = kHexDigits[src[i] & 0x0F];
     }

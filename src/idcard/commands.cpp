@@ -69,13 +69,14 @@ std::int16_t info_command(const InfoCommand& command, std::int32_t icdev, std::u
     // A reply too short for its triple, or declaring more than came, is refused; *len then says nothing.
     const std::optional<Bytes> module = reply.ok() ? module_data(reply.data) : std::nullopt;
     *len = module ? static_cast<std::uint32_t>(module->size()) : 0;
-    if (!module) return call.finish(reply.ok() ? VNR_E_END_BYTE : reply.status, command.failed_line);
+    if (!module) return call.finish(reply.ok() ? std::int16_t{VNR_E_END_BYTE} : reply.status, command.failed_line);
     const Triple triple = triple_in(room.all());
     if (triple.is(command.success_sw3)) {
         std::copy(module->begin(), module->end(), data);
         return call.finish(VNR_OK, command.success_line, 0, command.success_sw3);
     }
-    const std::int16_t result = command.other == OtherTriple::find_status ? VNR_E_FIND_STATUS : triple.sw3;
+    const std::int16_t result =
+        command.other == OtherTriple::find_status ? std::int16_t{VNR_E_FIND_STATUS} : std::int16_t{triple.sw3};
     call.leave();
     log::line(command.triple_line, triple.sw1, triple.sw2, triple.sw3, result);
     return result;
@@ -188,7 +189,7 @@ CardRead read_card_reply(Call& call, std::int32_t icdev, std::uint8_t group, std
 }
 
 std::int16_t read_text_and_photo(std::int32_t icdev, std::uint32_t* len, std::uint8_t* data) {
-    static constexpr char kFailed[] = "==> IDCard_Read 读二代证错误! 错误码:%d ";
+    static constexpr char kFailedLine[] = "==> IDCard_Read 读二代证错误! 错误码:%d ";
     Call call("---IDCard_Read 读二代证---");
     if (icdev < 1) {
         call.leave();
@@ -198,11 +199,11 @@ std::int16_t read_text_and_photo(std::int32_t icdev, std::uint32_t* len, std::ui
     ReplyRoom room(kReadReplySize);
     const std::array<std::uint8_t, 2> bytes{kReadGroup, kRead};
     const core::Reply reply = call.exchange_waiting(icdev, bytes, room, kReadTimeoutMs);
-    if (!reply.ok()) return call.finish(reply.status, kFailed);
+    if (!reply.ok()) return call.finish(reply.status, kFailedLine);
     // The whole reply goes to the caller before the triple is looked at.
     std::copy(reply.data.begin(), reply.data.end(), data);
     *len = static_cast<std::uint32_t>(reply.data.size());
-    if (reply.data.size() < kModuleHead) return call.finish(VNR_E_END_BYTE, kFailed);
+    if (reply.data.size() < kModuleHead) return call.finish(VNR_E_END_BYTE, kFailedLine);
     const Triple triple = triple_in(reply.data);
     call.leave();
     if (!triple.is(kDoneSw3)) {
@@ -250,11 +251,17 @@ VNR_API int16_t VNR_CALL IDCard_Read_IDNUM(int32_t icdev, uint32_t* len, uint8_t
 }
 
 VNR_API int16_t VNR_CALL IDCard_Read_P_W(int32_t icdev, uint32_t* len, uint8_t* buf) {
-    return guarded<int16_t>([&] { return id::record_read(id::kReadPhoto, icdev, len, buf); });
+    return guarded<int16_t>([&] {
+        const id::PhotoFilesGuard files;
+        return id::record_read(id::kReadPhoto, icdev, len, buf);
+    });
 }
 
 VNR_API int16_t VNR_CALL IDCard_Read_P_W_F(int32_t icdev, uint32_t* len, uint8_t* buf) {
-    return guarded<int16_t>([&] { return id::record_read(id::kReadFingerprint, icdev, len, buf); });
+    return guarded<int16_t>([&] {
+        const id::PhotoFilesGuard files;
+        return id::record_read(id::kReadFingerprint, icdev, len, buf);
+    });
 }
 
 }  // extern "C"

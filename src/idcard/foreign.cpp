@@ -62,7 +62,8 @@ std::size_t foreign_field(int selector, const std::uint8_t* block, char* out) {
     if (selector == kSexSelector) {
         std::string name;
         if (!gbk_for_caller(sex_name(work[0], true), name)) return 0;
-        std::memcpy(out, name.data(), name.size());
+        // The caller's text carries no terminator; callers zero-fill their buffers.
+        std::memcpy(out, name.data(), name.size());  // NOLINT(bugprone-not-null-terminated-result)
         return name.size();
     }
     const std::size_t count = trim_at_double_space(work.data(), field.capacity);
@@ -80,9 +81,9 @@ void resident_line(const std::uint8_t* block, const char* fingerprint_hex, char*
         std::copy_n(block + kFields[i].offset, kFields[i].width, scratch.begin());
         run_converter(i, scratch.data(), text[i].data());
     }
-    std::snprintf(line, kLineRoom, "%s|%s|%s|%s|%s|%s|%s|%s|%s|%s|%s|", text[0].data(), text[1].data(), text[2].data(),
-                  text[3].data(), text[4].data(), text[5].data(), text[6].data(), text[7].data(), text[8].data(),
-                  text[9].data(), fingerprint_hex);
+    (void)std::snprintf(line, kLineRoom, "%s|%s|%s|%s|%s|%s|%s|%s|%s|%s|%s|", text[0].data(), text[1].data(),
+                        text[2].data(), text[3].data(), text[4].data(), text[5].data(), text[6].data(), text[7].data(),
+                        text[8].data(), text[9].data(), fingerprint_hex);
 }
 
 // The foreign card's thirteen fields; the country as "name/code", or the code alone when no row has it.
@@ -96,12 +97,13 @@ void foreign_line(const std::uint8_t* block, const char* fingerprint_hex, char* 
         std::array<char, 64> country{};
         country_name(code, country.data());
         if (country[0] != '\0') {
-            std::snprintf(field.data(), field.size(), "%s/%s", country.data(), code.c_str());
+            (void)std::snprintf(field.data(), field.size(), "%s/%s", country.data(), code.c_str());
         }
     }
-    std::snprintf(line, kLineRoom, "%s|%s|%s|%s|%s|%s|%s|%s|%s|%s|%s|%s|%s|", text[0].data(), text[1].data(),
-                  text[2].data(), text[3].data(), text[4].data(), text[5].data(), text[6].data(), text[7].data(),
-                  text[8].data(), text[9].data(), text[10].data(), text[11].data(), fingerprint_hex);
+    (void)std::snprintf(line, kLineRoom, "%s|%s|%s|%s|%s|%s|%s|%s|%s|%s|%s|%s|%s|", text[0].data(), text[1].data(),
+                        text[2].data(), text[3].data(), text[4].data(), text[5].data(), text[6].data(),
+                        text[7].data(), text[8].data(), text[9].data(), text[10].data(), text[11].data(),
+                        fingerprint_hex);
 }
 
 }  // namespace
@@ -165,8 +167,10 @@ extern "C" {
 
 VNR_API int16_t VNR_CALL IDCard_ReadCard_Foreign(int32_t icdev, const char* lpInPhoneSaveFile, uint32_t* is_foreign,
                                                  char* line, int32_t with_fingerprint) {
-    return vnr::core::guarded<int16_t>(
-        [&] { return vnr::idcard::read_foreign(icdev, lpInPhoneSaveFile, is_foreign, line, with_fingerprint); });
+    return vnr::core::guarded<int16_t>([&] {
+        const vnr::idcard::PhotoFilesGuard files;
+        return vnr::idcard::read_foreign(icdev, lpInPhoneSaveFile, is_foreign, line, with_fingerprint);
+    });
 }
 
 }  // extern "C"

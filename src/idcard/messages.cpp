@@ -45,7 +45,8 @@ bool gbk_for_caller(std::string_view utf8, std::string& gbk) { return platform::
 void lay_text(char* dest, std::string_view utf8) {
     std::string text;
     if (dest == nullptr || !gbk_for_caller(utf8, text)) return;
-    std::memcpy(dest, text.data(), text.size());
+    // The caller's text carries no terminator; callers zero-fill their buffers.
+    std::memcpy(dest, text.data(), text.size());  // NOLINT(bugprone-not-null-terminated-result)
 }
 
 void lay_text_z(char* dest, std::string_view utf8) {

@@ -49,7 +49,15 @@ PhotoTexts& texts() {
     return instance;
 }
 
+platform::ReentrantLock& photo_files_lock() {
+    static platform::ReentrantLock lock;
+    return lock;
+}
+
 }  // namespace
+
+PhotoFilesGuard::PhotoFilesGuard() noexcept { photo_files_lock().enter(); }
+PhotoFilesGuard::~PhotoFilesGuard() { photo_files_lock().leave(); }
 
 // ---- Texts ------------------------------------------------------------------------------------
 
@@ -68,6 +76,7 @@ void set_photo_text(PhotoText which, std::string_view value) {
 // ---- Saves ------------------------------------------------------------------------------------
 
 std::int16_t photo_save(std::span<const std::uint8_t> photo, char* file_text) {
+    // cppcheck-suppress unreadVariable ; the call frame holds the library lock for the whole scope
     const Call call(nullptr);
     static constexpr char kWlt[] = "zp.wlt";
     static constexpr char kBmp[] = "zp.bmp";
@@ -109,6 +118,7 @@ std::int16_t photo_save_ex(std::span<const std::uint8_t> photo, const char* copy
 }
 
 std::int16_t photo_save_extra(std::span<const std::uint8_t> photo, std::string_view bmp_path) {
+    // cppcheck-suppress unreadVariable ; the call frame holds the library lock for the whole scope
     const Call call(nullptr);
     std::string folder;
     std::string name;
@@ -282,7 +292,10 @@ VNR_API int16_t VNR_CALL IDCard_SetPhotoName(const char* name) {
 }
 
 VNR_API int16_t VNR_CALL IDCard_PhotoSave_Ex(const uint8_t* photo, int32_t photo_len, const char* copy_to) {
-    return guarded<int16_t>([&] { return vnr::idcard::save_ex(photo, photo_len, copy_to); });
+    return guarded<int16_t>([&] {
+        const vnr::idcard::PhotoFilesGuard files;
+        return vnr::idcard::save_ex(photo, photo_len, copy_to);
+    });
 }
 
 VNR_API void VNR_CALL IDCard_GetPhotoFile(char* file) {
@@ -295,11 +308,17 @@ VNR_API void VNR_CALL IDCard_GetPhotoFile(char* file) {
 }
 
 VNR_API int16_t VNR_CALL delete_all_photofile(void) {
-    return guarded<int16_t>([] { return vnr::idcard::delete_all_photofiles(); });
+    return guarded<int16_t>([] {
+        const vnr::idcard::PhotoFilesGuard files;
+        return vnr::idcard::delete_all_photofiles();
+    });
 }
 
 VNR_API int16_t VNR_CALL iWlttoBmp(const char* wlt_file, char* message) {
-    return guarded<int16_t>([&] { return vnr::idcard::wlt_file_to_bmp(wlt_file, message); });
+    return guarded<int16_t>([&] {
+        const vnr::idcard::PhotoFilesGuard files;
+        return vnr::idcard::wlt_file_to_bmp(wlt_file, message);
+    });
 }
 
 VNR_API int32_t VNR_CALL GetFileBase64Buffer(const char* file, char* base64) {

@@ -12,6 +12,19 @@
 
 namespace vnr::idcard {
 
+// Holds the photo files' own lock for its lifetime. The files of a read (the last read's deleted, the
+// photo saved, read back, deleted again) are the process's one set, and the read-card family leaves the
+// library lock around its photo step; so every exported function that deletes or saves photo files holds
+// this from its start to its return, and a read's files live until its call returns. Reentrant. It is
+// always taken before the library lock, never while that is held.
+class PhotoFilesGuard {
+public:
+    PhotoFilesGuard() noexcept;
+    ~PhotoFilesGuard();
+    PhotoFilesGuard(const PhotoFilesGuard&) = delete;
+    PhotoFilesGuard& operator=(const PhotoFilesGuard&) = delete;
+};
+
 // The store's process-wide texts. Each is read and written whole under a lock of its own, so that
 // the functions that take no library lock still see a consistent text.
 enum class PhotoText { path, name, last_file, extra_file };

@@ -156,7 +156,7 @@ std::int16_t read_card_ex(std::int32_t icdev, const FieldBuffers& fields, std::i
         read == VNR_OK ? read_layout(room.all().first(length), ReadForm::text_and_photo) : std::nullopt;
     if (!layout) {
         lay_text(errtext, kFailed);
-        return call.finish(read != VNR_OK ? read : VNR_E_END_BYTE, kResult);
+        return call.finish(read != VNR_OK ? read : std::int16_t{VNR_E_END_BYTE}, kResult);
     }
     std::array<char, 20> number{};  // the card's number, terminated, for a name taken from it
     for (std::size_t i = 0; i < kFieldCount; ++i) {
@@ -271,11 +271,17 @@ namespace id = vnr::idcard;
 extern "C" {
 
 VNR_API int16_t VNR_CALL IDCard_ReadCard(int32_t icdev, char* errtext) {
-    return guarded<int16_t>([&] { return id::read_card(icdev, errtext); });
+    return guarded<int16_t>([&] {
+        const id::PhotoFilesGuard files;
+        return id::read_card(icdev, errtext);
+    });
 }
 
 VNR_API int32_t VNR_CALL IDCard_ReadCard_Extra(int32_t icdev, const char* lpInPhoneSaveFile, char* errtext) {
-    return guarded<int32_t>([&] { return id::read_card_extra(icdev, lpInPhoneSaveFile, errtext); });
+    return guarded<int32_t>([&] {
+        const id::PhotoFilesGuard files;
+        return id::read_card_extra(icdev, lpInPhoneSaveFile, errtext);
+    });
 }
 
 VNR_API int16_t VNR_CALL IDCard_ReadCard_Ex(int32_t icdev, char* name, char* sex, char* nation, char* birthday,
@@ -283,17 +289,24 @@ VNR_API int16_t VNR_CALL IDCard_ReadCard_Ex(int32_t icdev, char* name, char* sex
                                             char* valid_to, char* reserve, int32_t save_mode, char* photo_base64,
                                             int32_t* photo_base64_len, char* errtext) {
     const id::FieldBuffers fields{{name, sex, nation, birthday, address, id_number, department, valid_from, valid_to, reserve}};
-    return guarded<int16_t>(
-        [&] { return id::read_card_ex(icdev, fields, save_mode, photo_base64, photo_base64_len, errtext); });
+    return guarded<int16_t>([&] {
+        const id::PhotoFilesGuard files;
+        return id::read_card_ex(icdev, fields, save_mode, photo_base64, photo_base64_len, errtext);
+    });
 }
 
 VNR_API int16_t VNR_CALL IDCard_ReadCard_ExTwo(int32_t icdev, int32_t decode, const char* folder, char* errtext) {
-    return guarded<int16_t>(
-        [&] { return id::read_card_extwo(icdev, static_cast<uint8_t>(decode & 0xFF), folder, errtext); });
+    return guarded<int16_t>([&] {
+        const id::PhotoFilesGuard files;
+        return id::read_card_extwo(icdev, static_cast<uint8_t>(decode & 0xFF), folder, errtext);
+    });
 }
 
 VNR_API int32_t VNR_CALL IDCard_ReadCard_finger(int32_t icdev, char* errtext) {
-    return guarded<int32_t>([&] { return id::read_card_finger(icdev, errtext); });
+    return guarded<int32_t>([&] {
+        const id::PhotoFilesGuard files;
+        return id::read_card_finger(icdev, errtext);
+    });
 }
 
 }  // extern "C"

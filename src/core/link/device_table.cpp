@@ -16,7 +16,7 @@ constexpr std::int32_t kFirstHandle = 0x100;
 constexpr std::int32_t kHandleStep = 4;
 
 struct Entry {
-    std::shared_ptr<platform::SerialPort> serial;
+    std::shared_ptr<SerialLine> serial;
     std::shared_ptr<platform::HidDevice> hid;
 };
 
@@ -65,11 +65,13 @@ Entry find(std::int32_t icdev) {
 
 }  // namespace
 
-std::int32_t add_serial_port(std::unique_ptr<platform::SerialPort> port) { return add(Entry{std::move(port), nullptr}); }
+std::int32_t add_serial_port(std::unique_ptr<platform::SerialPort> port, const platform::SerialTimeouts& timeouts) {
+    return add(Entry{std::make_shared<SerialLine>(std::move(port), timeouts), nullptr});
+}
 
 std::int32_t add_hid_device(std::unique_ptr<platform::HidDevice> device) { return add(Entry{nullptr, std::move(device)}); }
 
-std::shared_ptr<platform::SerialPort> serial_port(std::int32_t icdev) { return find(icdev).serial; }
+std::shared_ptr<SerialLine> serial_line(std::int32_t icdev) { return find(icdev).serial; }
 
 std::shared_ptr<platform::HidDevice> hid_device(std::int32_t icdev) { return find(icdev).hid; }
 

@@ -20,15 +20,28 @@ namespace {
 
 using core::link_state;
 
-// While a report is not ready the device is asked again after a pause: kShortPauseUs for the first
-// kShortPausesMs of the wait, as a reader answers a short command within a few report intervals and a
-// longer pause would make every exchange late by up to that pause; kPollPauseUs after that, so that a
-// long wait (a swipe, a PIN) costs next to no processor time and a report that comes so late is taken
-// late by a few per cent of its wait at most. A pause rather than none at all: a thread that asks
-// without pause competes with every other one for the processor and loses more to that than it gains.
+// While a report is not ready the device is asked again after a pause. For the first kShortPausesMs of
+// the wait the pause is kShortPauseUs, as a reader answers a short command within a few report
+// intervals and a longer pause would make every exchange late by up to that pause; a pause rather than
+// none at all, since a thread that asks without pause competes with every other one for the processor
+// and loses more to that than it gains. After that the pause grows with the time waited, a
+// kPauseShare-th of it from kFirstPauseUs to kLongestPauseUs: a report that comes later is taken late by
+// two per cent of its wait at most, and a long wait (a card read, a swipe, a PIN) costs a few hundred
+// gets a second at first and then 250, next to no processor time. No pause outlasts what is left of the
+// wait.
 constexpr std::uint64_t kShortPausesMs = 10;
 constexpr std::uint64_t kShortPauseUs = 20;
-constexpr std::uint64_t kPollPauseUs = 400;
+constexpr std::uint64_t kFirstPauseUs = 250;
+constexpr std::uint64_t kLongestPauseUs = 4000;
+constexpr std::uint64_t kPauseShare = 50;
+
+// The pause after a refused get, `waited_us` into a wait of `timeout_us`.
+std::uint64_t pause_us(std::uint64_t waited_us, std::uint64_t timeout_us) {
+    const std::uint64_t pause = waited_us < kShortPausesMs * 1000
+                                    ? kShortPauseUs
+                                    : std::clamp(waited_us / kPauseShare, kFirstPauseUs, kLongestPauseUs);
+    return std::min(pause, timeout_us - waited_us);
+}
 
 using Report = std::array<std::uint8_t, kReportBufferSize>;
 
@@ -37,9 +50,11 @@ std::size_t report_length() {
     return std::min<std::size_t>(link_state().feature_report_length.load(), kReportBufferSize);
 }
 
-// Milliseconds since `start` on the high-resolution counter, in 64-bit whole numbers.
-std::uint64_t elapsed_ms(std::uint64_t start, std::uint64_t frequency) {
-    return (platform::performance_counter() - start) * 1000 / frequency;
+// Microseconds since `start` on the high-resolution counter, in 64-bit whole numbers that cannot
+// overflow for any wait.
+std::uint64_t elapsed_us(std::uint64_t start, std::uint64_t frequency) {
+    const std::uint64_t ticks = platform::performance_counter() - start;
+    return ticks / frequency * 1'000'000 + ticks % frequency * 1'000'000 / frequency;
 }
 
 }  // namespace
@@ -64,7 +79,7 @@ std::int32_t hid_open_reader(std::uint32_t read_timeout_ms, std::uint32_t read_d
         core::set_comm_timeout(read_timeout_ms, read_delay_ms);
         handle = add_hid_device(std::move(device));
         char line[64];
-        std::snprintf(line, sizeof line, "Open Device OK, HANDLE: %d.", handle);
+        (void)std::snprintf(line, sizeof line, "Open Device OK, HANDLE: %d.", handle);
         log::raw(line);
         break;
     }
@@ -105,9 +120,10 @@ std::int16_t hid_read_report(std::int32_t icdev, std::span<std::uint8_t> bytes) 
             std::copy_n(report.begin() + 1, count, bytes.begin());
             return VNR_OK;
         }
-        const std::uint64_t waited = elapsed_ms(start, frequency);
-        if (waited >= timeout) return VNR_E_NO_REPLY;
-        platform::sleep_us(waited < kShortPausesMs ? kShortPauseUs : kPollPauseUs);
+        const std::uint64_t waited = elapsed_us(start, frequency);
+        const std::uint64_t timeout_us = std::uint64_t{timeout} * 1000;
+        if (waited >= timeout_us) return VNR_E_NO_REPLY;
+        platform::sleep_us(pause_us(waited, timeout_us));
     }
 }
 
@@ -163,7 +179,7 @@ std::int16_t hid_receive_frame(std::int32_t icdev, std::size_t& total, std::span
     std::copy_n(report.begin() + p, have, wire.begin());
     auto append = [&](const std::array<std::uint8_t, kReportReadCount>& from, std::size_t wanted) {
         const std::size_t count = std::min({slice, wanted, wire.size() - have});
-        std::copy_n(from.begin(), count, wire.begin() + have);
+        std::copy_n(from.begin(), count, wire.begin() + static_cast<std::ptrdiff_t>(have));
         have += count;
     };
     auto take_report = [&](std::size_t wanted) -> std::int16_t {

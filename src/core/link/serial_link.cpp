@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -39,24 +40,58 @@ std::uint32_t line_rate(std::int32_t baud) {
     }
 }
 
-// Fills `bytes` from the port, each byte within read_timeout_ms of the previous one (or of the start).
-// The port may hand over several bytes a read; what counts is when each byte came. Returns 0, -17 or
-// -25, and in `got` how many bytes came.
-std::int16_t read_bytes(platform::SerialPort* port, std::span<std::uint8_t> bytes, std::size_t& got) {
+// Microseconds since `start` on the high-resolution counter, without overflow for any wait.
+std::uint64_t elapsed_us(std::uint64_t start) {
+    const std::uint64_t ticks = platform::performance_counter() - start;
+    const std::uint64_t frequency = platform::performance_frequency();
+    return ticks / frequency * 1'000'000 + ticks % frequency * 1'000'000 / frequency;
+}
+
+// The longest a read of `size` bytes blocks under `timeouts` when nothing comes; none: until a byte
+// comes (all read time-outs 0).
+std::optional<std::uint64_t> longest_read_ms(const platform::SerialTimeouts& timeouts, std::size_t size) {
+    const std::uint64_t multiplier = timeouts.read_total_multiplier_ms;
+    const std::uint64_t total = timeouts.read_total_constant_ms + multiplier * size;
+    if (total == 0) return std::nullopt;
+    return total;
+}
+
+class Hold {
+public:
+    explicit Hold(platform::ReentrantLock& lock) noexcept : lock_(lock) { lock_.enter(); }
+    ~Hold() { lock_.leave(); }
+    Hold(const Hold&) = delete;
+    Hold& operator=(const Hold&) = delete;
+
+private:
+    platform::ReentrantLock& lock_;
+};
+
+// Fills `bytes` from the port one byte a read, so that the moment each byte came is known: each must
+// come within read_timeout_ms of the one before it (or of the start), on the high-resolution counter.
+// A read is never let run beyond what is left of that wait. Returns 0, -17 or -25, and in `got` how
+// many bytes came.
+std::int16_t read_bytes(SerialLine* line, std::span<std::uint8_t> bytes, std::size_t& got) {
     got = 0;
-    if (port == nullptr) return VNR_E_PORT_READ;
+    if (line == nullptr) return VNR_E_PORT_READ;
     const std::uint32_t timeout = link_state().read_timeout_ms;
-    std::uint64_t since = platform::tick_ms();
+    const bool limited = timeout != core::kNoTimeLimit;
+    const std::uint64_t timeout_us = std::uint64_t{timeout} * 1000;
+    std::uint64_t since = platform::performance_counter();
     while (got < bytes.size()) {
-        const long count = port->read(bytes.data() + got, bytes.size() - got);
-        if (count < 0) return VNR_E_PORT_READ;
-        const std::uint64_t now = platform::tick_ms();
-        if (count > 0) {
-            got += static_cast<std::size_t>(count);
-            since = now;
-            continue;
+        std::optional<std::uint32_t> limit_ms;
+        if (limited) {
+            const std::uint64_t spent = elapsed_us(since);
+            limit_ms = static_cast<std::uint32_t>((spent < timeout_us ? timeout_us - spent + 999 : 0) / 1000);
         }
-        if (timeout != core::kNoTimeLimit && now > since + timeout) return VNR_E_NO_REPLY;
+        const long count = line->read(bytes.data() + got, 1, limit_ms);
+        if (count < 0) return VNR_E_PORT_READ;
+        if (count > 0) {
+            ++got;
+            since = platform::performance_counter();
+        } else if (limited && elapsed_us(since) >= timeout_us) {
+            return VNR_E_NO_REPLY;
+        }
     }
     return VNR_OK;
 }
@@ -66,12 +101,45 @@ void log_partial_head(std::span<const std::uint8_t> bytes) {
     std::vector<char> hex(2 * bytes.size() + 1);
     core::hex_text(bytes.data(), hex.data(), static_cast<int>(bytes.size()));
     char head[64];
-    std::snprintf(head, sizeof head, "receive_data(), TansMode:%d,nComMode: %d, receive: ",
-                  link_state().trans_mode.load(), link_state().com_mode.load());
+    (void)std::snprintf(head, sizeof head, "receive_data(), TansMode:%d,nComMode: %d, receive: ",
+                        link_state().trans_mode.load(), link_state().com_mode.load());
     log::raw(std::string(head) + hex.data() + ".");
 }
 
 }  // namespace
+
+SerialLine::SerialLine(std::unique_ptr<platform::SerialPort> port, const platform::SerialTimeouts& standing) noexcept
+    : port_(std::move(port)), standing_(standing) {}
+
+bool SerialLine::setup(std::uint32_t queue_size, const platform::SerialTimeouts& standing) noexcept {
+    const Hold hold(lock_);
+    standing_ = standing;
+    shortened_ms_.reset();
+    return port_->setup(queue_size, queue_size, standing);
+}
+
+long SerialLine::read(std::uint8_t* bytes, std::size_t size, std::optional<std::uint32_t> limit_ms) noexcept {
+    if (limit_ms) {
+        const Hold hold(lock_);
+        const std::uint32_t limit = std::max<std::uint32_t>(*limit_ms, 1);
+        const std::optional<std::uint64_t> longest =
+            shortened_ms_ ? std::optional<std::uint64_t>(*shortened_ms_) : longest_read_ms(standing_, size);
+        if (!longest || limit < *longest) {
+            platform::SerialTimeouts shorter = standing_;
+            shorter.read_total_multiplier_ms = 0;
+            shorter.read_total_constant_ms = limit;
+            if (port_->setup(kQueueSize, kQueueSize, shorter)) shortened_ms_ = limit;
+        }
+    }
+    return port_->read(bytes, size);
+}
+
+void SerialLine::end_reads() noexcept {
+    const Hold hold(lock_);
+    if (!shortened_ms_) return;
+    port_->setup(kQueueSize, kQueueSize, standing_);
+    shortened_ms_.reset();
+}
 
 std::int32_t com_open_reader(std::int16_t port, std::int32_t baud) {
     const unsigned index = static_cast<std::uint8_t>(port);
@@ -82,7 +150,7 @@ std::int32_t com_open_reader(std::int16_t port, std::int32_t baud) {
         auto opened = platform::open_serial_port(platform::serial_port_name(index), line_rate(baud), kQueueSize,
                                                  timeouts, error);
         if (opened) {
-            result = add_serial_port(std::move(opened));
+            result = add_serial_port(std::move(opened), timeouts);
         } else {
             switch (error) {
                 case platform::SerialError::access_denied: result = VNR_E_PORT_DENIED; break;
@@ -103,29 +171,36 @@ std::int16_t com_send_frame(std::int32_t icdev, std::uint8_t mode, std::span<con
     const auto form = mode == core::kSplitForm ? core::FrameForm::split : core::FrameForm::plain;
     const std::size_t size = core::encode_frame(command, form, frame);
     if (size == 0) return VNR_E_BAD_ARGUMENT;
-    const std::shared_ptr<platform::SerialPort> port = serial_port(icdev);
-    if (!port) return VNR_E_PORT_WRITE;
+    const std::shared_ptr<SerialLine> line = serial_line(icdev);
+    if (!line) return VNR_E_PORT_WRITE;
     // A late answer to an earlier command is thrown away before the new command goes out.
-    port->purge();
-    return port->write(frame.data(), size) ? VNR_OK : VNR_E_PORT_WRITE;
+    line->purge();
+    return line->write(frame.data(), size) ? VNR_OK : VNR_E_PORT_WRITE;
 }
 
 std::int16_t com_receive_frame(std::int32_t icdev, std::size_t& total, std::span<std::uint8_t> buffer) {
     total = 0;
-    const std::shared_ptr<platform::SerialPort> port = serial_port(icdev);
+    const std::shared_ptr<SerialLine> line = serial_line(icdev);
+    // The port's own time-outs stand again once this frame's reads are over, on every way out.
+    struct EndReads {
+        SerialLine* line;
+        ~EndReads() {
+            if (line != nullptr) line->end_reads();
+        }
+    } end_reads{line.get()};
     core::WipedBytes wire(core::kFrameBufferSize);
     std::size_t got = 0;
 
     // The start byte: any other byte is noise, up to ten of them.
     for (int read = 0;; ++read) {
         if (read == kStartByteReads) return VNR_E_NO_START;
-        if (const std::int16_t status = read_bytes(port.get(), std::span(wire).first(1), got); status != VNR_OK)
+        if (const std::int16_t status = read_bytes(line.get(), std::span(wire).first(1), got); status != VNR_OK)
             return status;
         if (wire[0] == core::kStartByte) break;
     }
 
     const auto head = std::span(wire).subspan(1, core::kFrameHeadSize - 1);
-    if (const std::int16_t status = read_bytes(port.get(), head, got); status != VNR_OK) {
+    if (const std::int16_t status = read_bytes(line.get(), head, got); status != VNR_OK) {
         log_partial_head(head.first(got));
         return status;
     }
@@ -139,14 +214,14 @@ std::int16_t com_receive_frame(std::int32_t icdev, std::size_t& total, std::span
     }
     if (length > core::kFrameHeadSize) {
         const auto rest = std::span(wire).subspan(core::kFrameHeadSize, length - core::kFrameHeadSize);
-        if (const std::int16_t status = read_bytes(port.get(), rest, got); status != VNR_OK) return status;
+        if (const std::int16_t status = read_bytes(line.get(), rest, got); status != VNR_OK) return status;
     }
     return core::finish_frame(std::span(wire).first(length), frame, buffer, total);
 }
 
 std::int16_t resetup_comm(std::int32_t icdev) {
-    const std::shared_ptr<platform::SerialPort> port = serial_port(icdev);
-    return port && port->setup(kQueueSize, kQueueSize, kLongTimeouts) ? 0 : 1;
+    const std::shared_ptr<SerialLine> line = serial_line(icdev);
+    return line && line->setup(kQueueSize, kLongTimeouts) ? 0 : 1;
 }
 
 }  // namespace vnr::link

@@ -367,7 +367,8 @@ public:
         std::ranges::copy(pixels_, rows.begin());
         const std::size_t stride = row_bytes(width_), used = std::size_t(width_) * 3;
         for (std::size_t row = 0; row < std::size_t(height_); ++row)  // padding goes out as zeros
-            std::fill(rows.begin() + row * stride + used, rows.begin() + (row + 1) * stride, 0);
+            std::fill(rows.begin() + static_cast<std::ptrdiff_t>(row * stride + used),
+                      rows.begin() + static_cast<std::ptrdiff_t>((row + 1) * stride), 0);
         return true;
     }
 

@@ -41,6 +41,7 @@ bool list_directory(const std::string& path, std::vector<DirectoryEntry>& entrie
     const std::unique_ptr<DIR, int (*)(DIR*)> folder{::opendir(path.c_str()), ::closedir};
     if (!folder) return false;
     entries.clear();
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the stream is this call's own; readdir is safe on distinct streams
     while (const dirent* entry = ::readdir(folder.get())) {
         const std::string name = entry->d_name;
         if (name == "." || name == "..") continue;
@@ -154,7 +155,7 @@ bool copy_file(const std::string& from, const std::string& to) noexcept {
             return true;
         UniqueFd in{::open(from.c_str(), O_RDONLY | O_CLOEXEC)};
         if (!in) return false;
-        std::vector<unsigned char> chunk(64 * 1024);
+        std::vector<unsigned char> chunk(std::size_t{64} * 1024);
         return write_whole(to, [&](int out) {
             for (;;) {
                 const ssize_t count = ::read(in.get(), chunk.data(), chunk.size());

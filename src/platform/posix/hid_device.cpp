@@ -83,7 +83,8 @@ public:
         // An empty answer is no report either: the id byte left in the buffer is the caller's own.
         if (count <= 0) return false;
         // A shorter report than asked for leaves none of the buffer's old bytes behind it.
-        std::fill(report.begin() + std::min(static_cast<std::size_t>(count), report.size()), report.end(), 0);
+        const std::size_t kept = std::min(static_cast<std::size_t>(count), report.size());
+        std::fill(report.begin() + static_cast<std::ptrdiff_t>(kept), report.end(), 0);
         return true;
     }
 

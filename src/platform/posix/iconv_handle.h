@@ -14,6 +14,7 @@ public:
     }
     Iconv(const Iconv&) = delete;
     Iconv& operator=(const Iconv&) = delete;
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): (iconv_t)-1 is how iconv_open says it failed
     explicit operator bool() const noexcept { return cd_ != reinterpret_cast<iconv_t>(-1); }
     iconv_t get() const noexcept { return cd_; }
 

@@ -17,8 +17,10 @@ namespace vnr::platform {
 namespace {
 
 std::string prefix() {
+    // The library never changes the environment, so getenv races only with the application's own setenv.
+    // NOLINTNEXTLINE(concurrency-mt-unsafe)
     if (const char* set = std::getenv("VNR32_PREFIX"); set != nullptr && *set != '\0') return set;
-    const char* home = std::getenv("HOME");
+    const char* home = std::getenv("HOME");  // NOLINT(concurrency-mt-unsafe): as above
     return std::string(home != nullptr ? home : "") + "/.vnr32";
 }
 
@@ -102,7 +104,7 @@ void prepare_drive(std::string_view windows_path) noexcept {
 std::string serial_port_name(unsigned index) {
     // The mapping stands as soon as its entry is there, even as a link to nothing: a port that was
     // mapped and is gone must fail to open, not quietly become another port.
-    const std::string mapped = prefix() + "/dosdevices/com" + std::to_string(index + 1);
+    std::string mapped = prefix() + "/dosdevices/com" + std::to_string(index + 1);
     struct stat entry{};
     if (::lstat(mapped.c_str(), &entry) == 0) return mapped;
     return "/dev/ttyS" + std::to_string(index);

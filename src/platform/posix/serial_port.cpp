@@ -79,7 +79,8 @@ public:
         const int fd = fd_.load();
         if (fd < 0) return false;
         const long long limit =
-            static_cast<long long>(write_constant_ms_.load()) + static_cast<long long>(write_multiplier_ms_.load()) * size;
+            static_cast<long long>(write_constant_ms_.load()) +
+            static_cast<long long>(write_multiplier_ms_.load()) * static_cast<long long>(size);
         const std::uint64_t start = tick_ms();
         while (size > 0) {
             const ssize_t count = ::write(fd, bytes, size);
