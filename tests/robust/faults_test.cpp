@@ -9,8 +9,10 @@
 
 #include "core/state.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -30,6 +32,9 @@ struct FaultCase {
     int status;
     int long_reply_status;  // for a reply that spans several HID reports, when it differs
     bool link_lost;         // the reader must be opened again
+    // The reply given up on stays queued in the reader, so that the exchanges after it take stale
+    // replies: a call of many exchanges fails on both its ways.
+    bool lingers = false;
 };
 
 void once(Session& s, vnrsim::Fault fault, std::optional<std::size_t> bytes = std::nullopt) {
@@ -51,7 +56,7 @@ const FaultCase kFaults[] = {
     {"noise, 9 bytes", Link::hid, [](Session& s) { once(s, vnrsim::Fault::noise, 9); }, 0, 0, false},
     // Ten reports of 253 bytes without a start byte.
     {"noise, 2530 bytes", Link::hid, [](Session& s) { once(s, vnrsim::Fault::noise, 2530); }, VNR_E_NO_START,
-     VNR_E_NO_START, false},
+     VNR_E_NO_START, false, true},
     {"silence", Link::hid, [](Session& s) { once(s, vnrsim::Fault::silence); }, VNR_E_NO_REPLY, VNR_E_NO_REPLY, false},
     {"wrong check byte", Link::hid, [](Session& s) { once(s, vnrsim::Fault::wrong_check_byte); }, VNR_E_CHECK_BYTE,
      VNR_E_CHECK_BYTE, false},
@@ -102,6 +107,9 @@ protected:
         const int got = c.call(icdev, out.bytes);
         vnr::core::set_comm_timeout(vnr::core::kStandingTimeoutMs, 0);
         EXPECT_EQ(got, status) << c.family << " under " << fault;
+        // A failure of a second way leaves the message of wherever it stopped: its text is not compared.
+        if (got != VNR_OK && c.second_way) std::memcpy(out.bytes + c.message_at, written.data() + c.message_at,
+                                                       std::min(written.size() - c.message_at, sizeof out.bytes - c.message_at));
         EXPECT_TRUE(out.holds(written)) << c.family << " under " << fault << " wrote what it may not: "
                                         << out.head(written.size() + 8);
         return got;
@@ -120,8 +128,9 @@ TEST_P(Faults, EachGivesItsStatusWritesNothingAndTheNextCallSucceeds) {
         int status = long_reply ? fault.long_reply_status : fault.status;
         vnr::test::Bytes written = status == VNR_OK ? c.written : c.failure_written;
         if (c.second_way) {  // its second way outlives a fault that strikes once
-            status = fault.link_lost ? c.own_failure : VNR_OK;
-            written = fault.link_lost ? c.failure_written : fault.status == VNR_OK ? c.written : c.second_way_written;
+            const bool fails = fault.link_lost || fault.lingers;
+            status = fails ? c.own_failure : VNR_OK;
+            written = fails ? c.failure_written : fault.status == VNR_OK ? c.written : c.second_way_written;
         }
         fault.inject(*this);
         line += std::string(" | ") + fault.name + " " + std::to_string(run(c, status, written, fault.name));

@@ -63,7 +63,8 @@ struct FamilyCall {
     bool second_way = false;
     vnr::test::Bytes second_way_written = {};
     int own_failure = 0;
-    bool one_at_a_time = false;  // its header forbids two at once (the bank read's APDUs would mix)
+    bool one_at_a_time = false;
+    std::size_t message_at = 0;  // where a second way's failure message begins in `out`  // its header forbids two at once (the bank read's APDUs would mix)
 };
 
 inline vnr::test::Bytes bytes_of(std::string_view text) { return vnr::test::Bytes(text.begin(), text.end()); }
@@ -130,7 +131,7 @@ inline const std::vector<FamilyCall>& family_calls() {
          {{0x32, 0x22}, {0x32, 0x26, 0x00}}, true,
          bank_buffers(std::string("6299990000000000019") + '\0', std::string("SAMPLE/ALEX") + '\0',
                       vnr::test::gbk("成功获取到数据") + '\0'),
-         -1, true},
+         -1, true, kBankMessageAt},
         {"crypto: des_encrypt", {}, {},
          [](std::int32_t, std::uint8_t* o) -> int {
              const std::uint8_t key[8] = {1, 2, 3, 4, 5, 6, 7, 8}, text[8] = {'V', 'N', 'R', '-', '3', '2', 0, 0};
