@@ -9,7 +9,7 @@ endif()
 
 set(CPACK_PACKAGE_NAME vnr32)
 set(CPACK_PACKAGE_VENDOR "vnr_32 developers")
-set(CPACK_PACKAGE_CONTACT "vnr_32 developers <vnr32@localhost>")
+set(CPACK_PACKAGE_CONTACT "vnr_32 developers <vnr32-dev@example.org>")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "client library and tools for the vnr_32 smart-card readers")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
@@ -19,17 +19,17 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+# The synopsis is CPACK_PACKAGE_DESCRIPTION_SUMMARY; CPack indents these lines and writes " ." for the empty one.
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
-    "client library and tools for the vnr_32 smart-card readers
- libvnr_32 works the desktop card readers of the vnr_32 family over USB HID or
- a serial port: identity cards with their photo, contact and contactless
- cards, bank cards, the magnetic stripe, the PIN pad and the reader itself.
- .
- The package holds the library with its header, CMake and pkg-config files,
- the photo decoder libGetInfo.so, the command-line tool vnr (whose verb
- doctor tells why a reader does not work), the reader simulator vnr-sim with
- sample decks, and a udev rule that gives the user at the seat access to a
- USB reader.")
+    "libvnr_32 works the desktop card readers of the vnr_32 family over USB HID or
+a serial port: identity cards with their photo, contact and contactless
+cards, bank cards, the magnetic stripe, the PIN pad and the reader itself.
+
+The package holds the library with its header, CMake and pkg-config files,
+the photo decoder libGetInfo.so, the command-line tool vnr (whose verb
+doctor tells why a reader does not work), the reader simulator vnr-sim with
+sample decks, and a udev rule that gives the user at the seat access to a
+USB reader.")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
