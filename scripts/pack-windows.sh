@@ -14,8 +14,10 @@ stage=$out/$name
 rm -rf "$stage" && mkdir -p "$stage/include"
 for arch in x86_64 i686; do
   case $arch in x86_64) dir=build-win64 ;; i686) dir=build-win32 ;; esac
-  cmake --install "$top/$dir" --prefix "$stage/$arch" >/dev/null
+  cmake --install "$top/$dir" --prefix "$stage/$arch" --strip >/dev/null
   mv "$stage/$arch/include/vnr_32.h" "$stage/include/" && rmdir "$stage/$arch/include"
+  # Its prefix is this staging folder's: of no use where the zip is unpacked.
+  rm -rf "$stage/$arch/lib/pkgconfig"
 done
 sed "s/@VERSION@/$version/" "$top/packaging/windows-README.txt" | sed 's/$/\r/' >"$stage/README.txt"
 # The CMake package looks for the header beside its own prefix: point it at the shared include folder.
