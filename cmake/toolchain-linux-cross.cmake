@@ -1,6 +1,8 @@
 # cmake/toolchain-linux-cross.cmake: a Linux cross build with Debian's cross compilers, for the 32-bit x86
 # and the aarch64 test runs (scripts/cross-tests.sh).
-#   -DVNR_CROSS_ARCH=i686|aarch64 -DVNR_SYSROOT=DIR (made by scripts/cross-sysroot.sh)
+#   -DVNR_CROSS_ARCH=i686|aarch64 -DVNR_SYSROOT=DIR (made by scripts/cross-sysroot.sh) [-DVNR_CROSS_CLANG=clang-16]
+# The compiler is the cross GCC, or with VNR_CROSS_CLANG that clang aimed at the target (it takes the cross
+# GCC's headers and runtime).
 # The C and C++ runtime come with the cross compiler (/usr/<triplet>); the other libraries from VNR_SYSROOT.
 # Tests run through CMAKE_CROSSCOMPILING_EMULATOR: the target's own dynamic loader for i686 (the machine runs
 # 32-bit x86 code itself), qemu-aarch64 for aarch64; both are given the two library folders.
@@ -21,10 +23,21 @@ if(NOT VNR_SYSROOT)
   message(FATAL_ERROR "VNR_SYSROOT: the folder of target libraries (scripts/cross-sysroot.sh)")
 endif()
 # Try-compile projects see these too.
-list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES VNR_CROSS_ARCH VNR_SYSROOT)
+list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES VNR_CROSS_ARCH VNR_SYSROOT VNR_CROSS_CLANG)
 
-set(CMAKE_C_COMPILER ${vnr_triplet}-gcc)
-set(CMAKE_CXX_COMPILER ${vnr_triplet}-g++)
+if(VNR_CROSS_CLANG)
+  string(REPLACE clang clang++ vnr_clangxx ${VNR_CROSS_CLANG})
+  set(CMAKE_C_COMPILER ${VNR_CROSS_CLANG})
+  set(CMAKE_CXX_COMPILER ${vnr_clangxx})
+  set(CMAKE_C_COMPILER_TARGET ${vnr_triplet})
+  set(CMAKE_CXX_COMPILER_TARGET ${vnr_triplet})
+  set(CMAKE_AR /usr/bin/${vnr_triplet}-ar)
+  set(CMAKE_RANLIB /usr/bin/${vnr_triplet}-ranlib)
+  set(CMAKE_NM /usr/bin/${vnr_triplet}-nm)
+else()
+  set(CMAKE_C_COMPILER ${vnr_triplet}-gcc)
+  set(CMAKE_CXX_COMPILER ${vnr_triplet}-g++)
+endif()
 set(CMAKE_FIND_ROOT_PATH ${VNR_SYSROOT} /usr/${vnr_triplet})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
