@@ -49,11 +49,10 @@ reader_version=$(gbk_hex reader_version) && module_version=$(gbk_hex contactless
   echo "wine-tests: $deck must state reader_version and contactless_version in text that GBK holds" >&2
   exit 2
 }
-# The identity card that lies on the reader, and the foreign card of the deck.
+# The identity card that lies on the reader.
 card_name=$(gbk_hex idcard.resident.name) && card_address=$(gbk_hex idcard.resident.address) &&
-  card_number=$(jq -er .idcard.resident.id_number "$deck") &&
-  foreign_name=$(jq -er .idcard.foreign.english_name "$deck") || {
-  echo "wine-tests: $deck must hold a resident card (name, address, id_number) and a foreign card (english_name)" >&2
+  card_number=$(jq -er .idcard.resident.id_number "$deck") || {
+  echo "wine-tests: $deck must hold a resident card (name, address, id_number)" >&2
   exit 2
 }
 
@@ -149,8 +148,7 @@ run_program() {
 }
 run_program platform_tests.exe
 run_program serial_road_tests.exe --reader-version-gbk "$reader_version" --module-version-gbk "$module_version"
-run_program idcard_road_tests.exe --name-gbk "$card_name" --address-gbk "$card_address" --id-number "$card_number" \
-  --foreign-name "$foreign_name"
+run_program idcard_road_tests.exe --name-gbk "$card_name" --address-gbk "$card_address" --id-number "$card_number"
 for program in "${family_tests[@]}"; do run_program "$program"; done
 
 if [ "$failed" -ne 0 ]; then

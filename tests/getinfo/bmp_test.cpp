@@ -91,17 +91,17 @@ TEST(Bmp, ReadsTopDownAnd32BitFiles) {
 TEST(Bmp, RefusesBrokenAndUnsupportedFiles) {
     struct Case {
         const char* what;
-        std::size_t offset;  // byte to change, or SIZE_MAX to cut the file short instead
+        std::size_t offset;  // where `value` goes in `width` bytes, or SIZE_MAX to cut `value` bytes off
         std::uint32_t value;
-        int bits = 24;
+        int width = 4, bits = 24;
         std::uint32_t compression = 0;
     };
     const Case cases[] = {
-        {"signature", 0, 'X'},
+        {"signature", 0, 'X', 1},
         {"info header shorter than 40 bytes", 14, 12},
         {"info header past the end", 14, 4000},
-        {"16 bits a pixel", 28, 16},
-        {"two planes", 26, 2},
+        {"16 bits a pixel", 28, 16, 1},
+        {"two planes", 26, 2, 1},
         {"run-length compressed", 30, 1},
         {"zero width", 18, 0},
         {"negative width", 18, 0xFFFFFFFDu},
@@ -110,19 +110,12 @@ TEST(Bmp, RefusesBrokenAndUnsupportedFiles) {
         {"pixels start inside the header", 10, 20},
         {"pixels start past the end", 10, 0x10000},
         {"rows missing", SIZE_MAX, 7},
-        {"channel masks of another order", 54, 0x000000FF, 32, 3},
+        {"channel masks of another order", 54, 0x000000FF, 4, 32, 3},
     };
     for (const Case& c : cases) {
         auto bytes = handmade(c.bits, false, c.compression);
-        if (c.offset == SIZE_MAX) {
-            bytes.resize(bytes.size() - c.value);
-        } else if (c.offset == 26 || c.offset == 28) {
-            bytes[c.offset] = static_cast<std::uint8_t>(c.value);
-        } else if (c.offset == 0) {
-            bytes[0] = static_cast<std::uint8_t>(c.value);
-        } else {
-            put32(bytes, c.offset, c.value);
-        }
+        if (c.offset == SIZE_MAX) bytes.resize(bytes.size() - c.value);
+        for (int i = 0; c.offset != SIZE_MAX && i < c.width; ++i) bytes[c.offset + i] = static_cast<std::uint8_t>(c.value >> (8 * i));
         EXPECT_FALSE(wlt::parse_bmp(bytes)) << c.what;
     }
     EXPECT_FALSE(wlt::parse_bmp(std::vector<std::uint8_t>(53, 0))) << "shorter than the headers";

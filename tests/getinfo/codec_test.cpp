@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -53,8 +52,6 @@ const std::vector<std::uint8_t>& sample_stream() {
 
 TEST(Codec, PortraitsFitTheBlockAtGoodFidelity) {
     constexpr unsigned kSeeds = 20;
-    double min_psnr = INFINITY, sum_psnr = 0;
-    std::size_t min_size = SIZE_MAX, max_size = 0;
     int background = 0, exact_background = 0;
     for (unsigned seed = 1; seed <= kSeeds; ++seed) {
         const wlt::Image source = wlt::synthetic_portrait(seed);
@@ -67,12 +64,7 @@ TEST(Codec, PortraitsFitTheBlockAtGoodFidelity) {
         ASSERT_TRUE(decoded) << "seed " << seed;
         ASSERT_EQ(decoded->width, wlt::kPortraitWidth);
         ASSERT_EQ(decoded->height, wlt::kPortraitHeight);
-        const double p = wlt::psnr(source, *decoded);
-        EXPECT_GE(p, 24.0) << "seed " << seed;
-        min_psnr = std::min(min_psnr, p);
-        sum_psnr += p;
-        min_size = std::min(min_size, bytes.size());
-        max_size = std::max(max_size, bytes.size());
+        EXPECT_GE(wlt::psnr(source, *decoded), 24.0) << "seed " << seed;
         for (int y = 0; y < source.height; ++y)
             for (int x = 0; x < source.width; ++x)
                 if (is_white(source, x, y)) ++background, exact_background += is_white(*decoded, x, y);
@@ -82,10 +74,6 @@ TEST(Codec, PortraitsFitTheBlockAtGoodFidelity) {
     const double exact_share = static_cast<double>(exact_background) / background;
     EXPECT_GE(exact_share, 0.97);
     EXPECT_LT(wlt::psnr(wlt::synthetic_portrait(1), wlt::synthetic_portrait(2)), 20.0) << "seeds draw other figures";
-    std::printf("[ PSNR     ] %u portraits: min %.2f dB, mean %.2f dB; %zu to %zu bytes; background %.2f %% exact\n",
-                kSeeds, min_psnr, sum_psnr / kSeeds, min_size, max_size, 100 * exact_share);
-    RecordProperty("psnr_min", std::to_string(min_psnr));
-    RecordProperty("psnr_mean", std::to_string(sum_psnr / kSeeds));
 }
 
 // The card picture lets the card show through wherever the photo has exactly the grey of its
@@ -150,28 +138,17 @@ TEST(Codec, EncodeRefusesWhatItCannotDo) {
     EXPECT_THROW(wlt::encode(short_pixels), std::invalid_argument);
 }
 
-TEST(Codec, HeaderFieldsDecideTheVerdict) {
-    struct Case {
-        const char* what;
-        std::size_t offset;
-        std::uint8_t value;
-        DecodeError expected;
-    };
-    const Case cases[] = {
-        {"magic", 0, 'X', DecodeError::bad_format},        {"magic", 1, 'Q', DecodeError::bad_format},
-        {"version", 2, 2, DecodeError::bad_format},        {"width", 3, 101, DecodeError::bad_format},
-        {"height", 4, 125, DecodeError::bad_format},       {"luma quality", 5, 128, DecodeError::corrupt},
-        {"chroma quality", 6, 200, DecodeError::corrupt},  {"payload length", 8, 0x04, DecodeError::corrupt},
-    };
-    for (const Case& c : cases) {
+// Values that a valid CRC vouches for and that are still wrong: qualities beyond 127, a payload length
+// beyond the block. (The magic, version and size are a bad format before the CRC is looked at: the
+// flipped bits below see to them.)
+TEST(Codec, HeaderValuesOutOfRangeAreCorruptUnderAValidCrc) {
+    for (const auto& [offset, value] : {std::pair<std::size_t, std::uint8_t>{5, 128}, {6, 200}, {8, 0x04}}) {
         std::vector<std::uint8_t> bytes = sample_stream();
         bytes.resize(wlt::kMaxEncodedSize + 100, 0);  // room, so that only the field itself is wrong
-        bytes[c.offset] = c.value;
+        bytes[offset] = value;
         set_crc(bytes);
-        EXPECT_EQ(decode_error(bytes), c.expected) << c.what;
+        EXPECT_EQ(decode_error(bytes), DecodeError::corrupt) << "byte " << offset;
     }
-    EXPECT_EQ(decode_error({}), DecodeError::bad_format);
-    EXPECT_EQ(decode_error({'B', 'M', 0x36, 0x98}), DecodeError::bad_format);
 }
 
 TEST(Codec, EveryTruncationIsRefused) {
@@ -182,6 +159,7 @@ TEST(Codec, EveryTruncationIsRefused) {
     }
 }
 
+// Every bit, the header's too: a flip in the magic, version or size is a bad format, any other is corrupt.
 TEST(Codec, EveryFlippedBitIsRefused) {
     const auto& full = sample_stream();
     for (std::size_t at = 0; at < full.size(); ++at)
@@ -198,7 +176,6 @@ TEST(Codec, EveryFlippedBitIsRefused) {
 TEST(Codec, HostilePayloadsBehindAValidHeader) {
     std::mt19937 random(12345);
     const auto& full = sample_stream();
-    int decoded = 0;
     for (int round = 0; round < 1500; ++round) {
         std::vector<std::uint8_t> bytes(full.begin(), full.begin() + 11);
         const std::size_t n = random() % (wlt::kMaxEncodedSize - 11 + 1);
@@ -224,19 +201,6 @@ TEST(Codec, HostilePayloadsBehindAValidHeader) {
         set_crc(bytes);
         const DecodeError error = decode_error(bytes);
         ASSERT_TRUE(error == DecodeError::none || error == DecodeError::corrupt) << "round " << round;
-        if (error == DecodeError::none) ++decoded;
-    }
-    std::printf("[ HOSTILE  ] 1500 payloads: %d decoded to a picture, the others refused as corrupt\n", decoded);
-}
-
-TEST(Codec, RandomBytesAreRefused) {
-    std::mt19937 random(777);
-    for (int round = 0; round < 2000; ++round) {
-        std::vector<std::uint8_t> bytes(random() % 1100);
-        for (auto& b : bytes) b = static_cast<std::uint8_t>(random());
-        if (round % 2 && bytes.size() >= 3) std::copy(sample_stream().begin(), sample_stream().begin() + 3, bytes.begin());
-        const DecodeError error = decode_error(bytes);
-        EXPECT_NE(error, DecodeError::none) << "round " << round;
     }
 }
 

@@ -7,15 +7,18 @@
 #include "platform/text.h"
 #include "support/temp_prefix.h"
 #include "vnr_32.h"
+#include "wlt/bmp.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -136,22 +139,11 @@ protected:
 
     // A 102 x 126 photo: white with a dark red square in the middle.
     fs::path write_photo(const char* name) {
-        const std::size_t row = vnr::platform::row_bytes(102);
-        std::vector<std::uint8_t> file(54 + row * 126, 0);
-        const std::uint8_t header[54] = {'B', 'M', 0, 0, 0, 0, 0, 0, 0, 0, 54, 0, 0, 0, 40, 0, 0, 0, 102, 0, 0, 0, 126, 0,
-                                         0, 0, 1, 0, 24, 0};
-        std::memcpy(file.data(), header, sizeof header);
-        for (int y = 0; y < 126; ++y)
-            for (int x = 0; x < 102; ++x) {
-                const bool square = x >= 31 && x < 71 && y >= 43 && y < 83;
-                std::uint8_t* pixel = &file[54 + row * y + 3 * x];
-                pixel[0] = square ? 0x20 : 0xFF;
-                pixel[1] = square ? 0x30 : 0xFF;
-                pixel[2] = square ? 0x90 : 0xFF;
-            }
-        const fs::path path = prefix.root() / name;
-        std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(file.data()), static_cast<std::streamsize>(file.size()));
-        return path;
+        wlt::Image photo{102, 126, std::vector<std::uint8_t>(102 * 126 * 3, 0xFF)};
+        for (int y = 43; y < 83; ++y)
+            for (int x = 31; x < 71; ++x) std::copy_n("\x90\x30\x20", 3, &photo.rgb[(y * 102 + x) * 3]);
+        EXPECT_TRUE(wlt::write_bmp(prefix.root() / name, photo));
+        return prefix.root() / name;
     }
 
     vnr::test::TempPrefix prefix;
@@ -186,6 +178,26 @@ TEST_F(CardPicture, FileBytesOutsideThePixelsAreTheFixedHeaders) {
     EXPECT_TRUE(std::equal(card.pixels.begin(), card.pixels.end(), bytes.begin() + 54));
 }
 
+// Where the composer draws: the front's ten values (name, sex, nation, year, month, day, three address
+// lines, number), then the back's department and validity at their rows on the picture; each box as
+// wide as `bytes` of its value in the 12-pixel font (six pixels a byte).
+struct BackRows {
+    int department, validity;
+};
+constexpr BackRows kBackAlone{157, 184}, kBackOnSheet{372, 400};
+std::vector<Box> value_boxes(const std::vector<std::size_t>& bytes, bool front, std::optional<BackRows> back) {
+    std::vector<std::pair<int, int>> corners;
+    if (front)
+        corners = {{67, 35}, {67, 61}, {141, 61}, {67, 86}, {122, 86}, {152, 86}, {67, 115}, {67, 135}, {67, 155}, {125, 179}};
+    if (back) corners.insert(corners.end(), {{140, back->department}, {140, back->validity}});
+    std::vector<Box> boxes;
+    for (std::size_t i = 0; i < corners.size(); ++i)
+        boxes.push_back({corners[i].first, corners[i].second, static_cast<int>(bytes[i]) * 6, 12});
+    return boxes;
+}
+const std::vector<std::size_t> kLongestValues{30, 6, 18, 4, 2, 2, 22, 22, 22, 18, 30, 21};
+const Box kPhotoPlace{215, 30, 102, 126, false};  // an earlier test's photo may be drawn again here
+
 TEST_F(CardPicture, TextsLandInTheirBoxes) {
     const std::string name = gbk("林示例"), sex = gbk("男"), nation = gbk("汉"), department = gbk("模拟市公安局");
     const std::string address = gbk("示例省模拟市虚构区测试路88号演示小区3栋2单元501室");
@@ -193,16 +205,57 @@ TEST_F(CardPicture, TextsLandInTheirBoxes) {
     MakePicture(both.c_str(), (prefix.root() / "none.bmp").c_str(), name.c_str(), sex.c_str(), nation.c_str(), "19880614",
                 address.c_str(), "990101198806140019", department.c_str(), "20150320", "20350320");
     MakePictureBack(back.c_str(), department.c_str(), "20150320", "20350320");
-    const int cell = 12;
-    const auto text_box = [&](int x, int y, std::size_t bytes) { return Box{x, y, static_cast<int>(bytes) * 6, cell}; };
     const auto lines = vnr::idcard::address_lines(address, AddressCut::byte_test);
-    const Box photo{215, 30, 102, 126, false};  // an earlier test's photo may be drawn again here
-    expect_only_in(read(both, 436), CardFace::both_sides,
-                   {text_box(67, 35, name.size()), text_box(67, 61, 2), text_box(141, 61, 2), text_box(67, 86, 4),
-                    text_box(122, 86, 2), text_box(152, 86, 2), text_box(67, 115, lines[0].size()),
-                    text_box(67, 135, lines[1].size()), text_box(67, 155, lines[2].size()), text_box(125, 179, 18),
-                    text_box(140, 372, department.size()), text_box(140, 400, 21), photo});
-    expect_only_in(read(back, 215), CardFace::back, {text_box(140, 157, department.size()), text_box(140, 184, 21)});
+    std::vector<Box> boxes = value_boxes({name.size(), 2, 2, 4, 2, 2, lines[0].size(), lines[1].size(), lines[2].size(),
+                                          18, department.size(), 21}, true, kBackOnSheet);
+    boxes.push_back(kPhotoPlace);
+    expect_only_in(read(both, 436), CardFace::both_sides, boxes);
+    expect_only_in(read(back, 215), CardFace::back, value_boxes({department.size(), 21}, false, kBackAlone));
+}
+
+// The card faces leave the values and the photo their places free of printed ink, so that nothing
+// drawn runs into a caption; the photo's place is plain card colour, which its background lets through.
+TEST(CardTemplates, ThePlacesOfTheValuesAndThePhotoHoldNoInk) {
+    const auto pixel = [](const vnr::idcard::CardTemplate& face, int x, int y) {
+        const std::uint8_t* p = face.pixels.data() + vnr::platform::row_bytes(343) * (face.height - 1 - y) + 3 * x;
+        return std::array<int, 3>{p[2], p[1], p[0]};
+    };
+    const std::pair<CardFace, std::vector<Box>> faces[] = {
+        {CardFace::both_sides, value_boxes(kLongestValues, true, kBackOnSheet)},
+        {CardFace::front, value_boxes(kLongestValues, true, {})}, {CardFace::back, value_boxes({30, 21}, false, kBackAlone)}};
+    for (auto [face, boxes] : faces) {
+        const auto card = vnr::idcard::card_template(face);
+        if (face != CardFace::back) boxes.push_back(kPhotoPlace);
+        for (const Box& box : boxes) {
+            int ink = 0, steps = 0;
+            for (int y = box.y; y < std::min(box.y + box.height, card.height); ++y)
+                for (int x = box.x; x < std::min(box.x + box.width, card.width); ++x) {
+                    const auto [r, g, b] = pixel(card, x, y);
+                    ink += 299 * r + 587 * g + 114 * b < 180'000;  // captions are dark; the tint stays light
+                    const auto left = pixel(card, std::max(x - 1, box.x), y);
+                    steps += std::abs(left[0] - r) > 3 || std::abs(left[1] - g) > 3 || std::abs(left[2] - b) > 3;
+                }
+            EXPECT_EQ(ink, 0) << "box at (" << box.x << ", " << box.y << ") of face " << static_cast<int>(face);
+            if (box.height == kPhotoPlace.height) {
+                EXPECT_EQ(steps, 0) << "the photo's place shows the card's pattern";
+                EXPECT_NE(pixel(card, 265, 90)[2], 255) << "the photo's place is the white sheet, not the card";
+            }
+        }
+    }
+}
+
+// The faces compiled into the library are the committed pictures.
+TEST(CardTemplates, EmbeddedPixelsAreTheCommittedFiles) {
+    const std::pair<CardFace, const char*> faces[] = {
+        {CardFace::both_sides, "both.bmp"}, {CardFace::front, "front.bmp"}, {CardFace::back, "back.bmp"}};
+    for (const auto& [face, file] : faces) {
+        const std::vector<std::uint8_t> bmp = bytes_of(fs::path(__FILE__).parent_path() / "../../src/idcard/templates" / file);
+        const auto card = vnr::idcard::card_template(face);
+        EXPECT_EQ(card.width, 343);
+        EXPECT_EQ(card.height, face == CardFace::both_sides ? 436 : 215);
+        ASSERT_EQ(bmp.size(), 54 + card.pixels.size()) << file;
+        EXPECT_TRUE(std::equal(card.pixels.begin(), card.pixels.end(), bmp.begin() + 54)) << file;
+    }
 }
 
 TEST_F(CardPicture, PhotoBackgroundLetsTheCardShowAndAMissingPhotoReusesTheLast) {
@@ -226,8 +279,10 @@ TEST_F(CardPicture, PhotoBackgroundLetsTheCardShowAndAMissingPhotoReusesTheLast)
 }
 
 TEST_F(CardPicture, AFileThatCannotBeWrittenIsAbsentAndTheFlatLogStopsBeforeTheWrite) {
-    fs::create_directories(prefix.root() / "drive_d");  // the flat log is written while drive D: is there
     const fs::path nowhere = prefix.root() / "no" / "such" / "folder" / "front.bmp";
+    MakePictureFront(nowhere.c_str(), "", "", "", "", "", "", "");
+    EXPECT_FALSE(fs::exists(prefix.root() / "drive_d")) << "the flat log makes no drive folder";
+    fs::create_directories(prefix.root() / "drive_d");  // the flat log is written while drive D: is there
     MakePictureFront(nowhere.c_str(), "", "", "", "", "", "", "");
     MakePictureBack(nowhere.c_str(), "", "", "");
     EXPECT_FALSE(fs::exists(nowhere));

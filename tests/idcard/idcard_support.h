@@ -1,10 +1,10 @@
-// tests/idcard/idcard_support.h: what the identity card tests share: GBK and UTF-16LE texts written
-// from readable strings, the text blocks and module replies a card would give, the simulated reader
-// with a working directory of its own, and readers of the log and of files below the prefix.
+// tests/idcard/idcard_support.h: what the identity card tests share: cards laid out as the simulated
+// module lays them out, the module replies a card would give (also lying ones), the simulated reader
+// with a working directory of its own, and readers of the record and of files below the prefix.
 #pragma once
 
+#include "models/idcard/idcard_module.h"
 #include "support/sim_session.h"
-#include "vnrsim/deck.h"
 
 #include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
@@ -26,57 +26,20 @@ using vnr::test::gbk;
 using vnr::test::log_text;
 using vnr::test::read_file;
 
-// UTF-8 text as UTF-16LE code units, surrogate pairs beyond the basic plane.
-inline Bytes utf16(std::string_view utf8) {
-    Bytes out;
-    auto unit = [&out](std::uint32_t u) { out.push_back(u & 0xFF), out.push_back((u >> 8) & 0xFF); };
-    for (std::size_t i = 0; i < utf8.size();) {
-        const auto b = static_cast<unsigned char>(utf8[i]);
-        const int extra = b < 0x80 ? 0 : b < 0xE0 ? 1 : b < 0xF0 ? 2 : 3;
-        std::uint32_t cp = extra == 0 ? b : b & (0x3F >> extra);
-        for (int k = 1; k <= extra; ++k) cp = (cp << 6) | (static_cast<unsigned char>(utf8[i + k]) & 0x3F);
-        i += 1 + extra;
-        if (cp >= 0x10000) unit(0xD800 + ((cp - 0x10000) >> 10)), unit(0xDC00 + ((cp - 0x10000) & 0x3FF));
-        else unit(cp);
-    }
-    return out;
-}
-
-// A field of a text block: the text, padded with spaces (20 00) to `width` bytes.
-inline Bytes field(std::string_view utf8, std::size_t width) {
-    Bytes out = utf16(utf8);
-    out.resize(width < out.size() ? width : out.size());
-    while (out.size() < width) out.push_back(out.size() % 2 == 0 ? 0x20 : 0x00);
-    return out;
-}
-
-// A field handed to a converter: the UTF-16LE text and its zero unit.
-inline Bytes wide(std::string_view utf8) {
-    Bytes out = utf16(utf8);
-    out.push_back(0), out.push_back(0);
-    return out;
-}
-
-inline Bytes cat(std::initializer_list<Bytes> parts) {
-    Bytes out;
-    for (const Bytes& p : parts) out.insert(out.end(), p.begin(), p.end());
-    return out;
-}
-
 inline Bytes bytes_of(std::string_view text) { return Bytes(text.begin(), text.end()); }
 inline std::string text_of(const Bytes& bytes) { return std::string(bytes.begin(), bytes.end()); }
 
 // A resident card as it reads.
-struct Card {
-    std::string name = "张三丰", sex = "1", nation = "01", birthday = "19800101";
-    std::string address = "北京市东城区景山前街4号", id_number = "11010119800101123X";
-    std::string department = "北京市公安局东城分局", valid_from = "20200101", valid_to = "20300101", reserve;
-};
+inline vnrsim::ResidentText resident(std::string name = "张三丰") {
+    return {std::move(name), "1", "01", "19800101", "北京市东城区景山前街4号", "11010119800101123X",
+            "北京市公安局东城分局", "20200101", "20300101", ""};
+}
 
-inline Bytes text_block(const Card& c) {
-    return cat({field(c.name, 30), field(c.sex, 2), field(c.nation, 4), field(c.birthday, 16), field(c.address, 70),
-                field(c.id_number, 36), field(c.department, 30), field(c.valid_from, 16), field(c.valid_to, 16),
-                field(c.reserve, 36)});
+// A card's text block as the simulated module lays it out.
+template <class Text>
+Bytes block(const Text& card) {
+    const vnrsim::TextBlock text = vnrsim::text_block(card);
+    return Bytes(text.begin(), text.end());
 }
 
 // WLT data for the scripted decoder: "GetBmp: ..." scripts it, anything else is decoded.
@@ -91,7 +54,7 @@ inline Bytes photo(std::string_view script = "WLT portrait", std::size_t size = 
 // data (fingerprint_len behind photo_len); the overrides declare other lengths than the bytes hold.
 struct Reply {
     std::uint8_t sw1 = 0, sw2 = 0, sw3 = 0x90;
-    Bytes text = text_block(Card{});
+    Bytes text = block(resident());
     Bytes wlt = photo();
     std::optional<Bytes> fingerprint;
     std::optional<std::uint16_t> length, text_len, photo_len, fingerprint_len;
@@ -100,11 +63,12 @@ struct Reply {
         auto be = [](Bytes& out, std::size_t v) { out.push_back((v >> 8) & 0xFF), out.push_back(v & 0xFF); };
         Bytes out;
         be(out, 0);
-        out.push_back(sw1), out.push_back(sw2), out.push_back(sw3);
+        out.insert(out.end(), {sw1, sw2, sw3});
         be(out, text_len.value_or(text.size()));
         be(out, photo_len.value_or(wlt.size()));
         if (fingerprint) be(out, fingerprint_len.value_or(fingerprint->size()));
-        out = cat({out, text, wlt, fingerprint.value_or(Bytes{})});
+        for (const Bytes* part : {&text, &wlt, fingerprint ? &*fingerprint : nullptr})
+            if (part) out.insert(out.end(), part->begin(), part->end());
         const std::size_t whole = length.value_or(out.size());
         out[0] = (whole >> 8) & 0xFF, out[1] = whole & 0xFF;
         return out;

@@ -1,6 +1,6 @@
 // The USB road against the simulated HID bus: discovery and its order, the interfaces that are passed
-// over, the reports on the wire, slicing of replies across reports, and a report of another id. A dead
-// device is the exchange tests' hung-up line on the HID link.
+// over, slicing of replies across reports, and a report of another id. The report of a command and a
+// dead device are in the exchange tests, on the HID link.
 #include "core/exchange.h"
 #include "core/library_lock.h"
 #include "core/link/hid_link.h"
@@ -81,17 +81,6 @@ TEST_F(HidRoad, AReportLongerThanTheBufferIsNotServed) {
     bus.add_reader(first_hid, vnrsim::kReaderProductB);
     EXPECT_GT(open(device_open_name("USB", 0, 9600)), 1);
     EXPECT_EQ(vnr::core::link_state().feature_report_length.load(), 256);
-}
-
-TEST_F(HidRoad, TheVersionQueryIsOneReportOfId6PaddedToTheReportLength) {
-    bus.add_reader(first_hid);
-    const int32_t icdev = open(device_open(0, 9600));
-    ASSERT_GT(icdev, 1);
-    const auto reports = first_hid.reports_received();
-    ASSERT_EQ(reports.size(), 1u);
-    Bytes expected{0x06, 0x02, 0x30, 0x30, 0x30, 0x33, 0x33, 0x31, 0x31, 0x31, 0x30, 0x31, 0x32, 0x31, 0x03};
-    expected.resize(256, 0x00);
-    EXPECT_EQ(reports[0], expected);
 }
 
 class HidSlicing : public vnr::test::SimSessionBase {

@@ -144,25 +144,19 @@ TEST_F(Draw, RefusesBrokenAndHostileFiles) {
     for (const std::size_t size : {std::size_t{2}, std::size_t{20}, std::size_t{53}, good.size() - 1})
         EXPECT_EQ(load(std::vector(good.begin(), good.begin() + size)), nullptr) << "cut to " << size;
 
-    const auto broken = [&](std::size_t at, std::uint32_t value, int bytes) {
-        std::vector<std::uint8_t> file = good;
-        bytes == 2 ? put16(file, at, value) : put32(file, at, value);
-        return load(file) == nullptr;
+    // The field at byte `at` (2 or 4 bytes) set to `value` breaks the file.
+    const struct { std::size_t at; std::uint32_t value; int bytes; const char* what; } fields[] = {
+        {0, 'M' | ('B' << 8), 2, "magic"}, {14, 12, 4, "the old core header"}, {14, 0xFFFFFFF0, 4, "header past the end"},
+        {18, 0, 4, "width 0"}, {18, 10001, 4, "absurd width, refused before any allocation"}, {22, 10001, 4, "height"},
+        {22, static_cast<std::uint32_t>(-10001), 4, "top-down height"}, {22, 0x80000000u, 4, "INT_MIN height"},
+        {26, 2, 2, "planes"}, {28, 16, 2, "16 bits a pixel"}, {30, 1, 4, "RLE8"}, {30, 3, 4, "bit fields"},
+        {10, static_cast<std::uint32_t>(good.size()), 4, "pixels beyond the end"}, {10, 40, 4, "pixels inside the header"},
     };
-    EXPECT_TRUE(broken(0, 'M' | ('B' << 8), 2));            // magic
-    EXPECT_TRUE(broken(14, 12, 4));                         // the old core header
-    EXPECT_TRUE(broken(14, 0xFFFFFFF0, 4));                 // a header larger than the file
-    EXPECT_TRUE(broken(18, 0, 4));                          // width 0
-    EXPECT_TRUE(broken(18, 10001, 4));                      // absurd width, refused before any allocation
-    EXPECT_TRUE(broken(22, 10001, 4));
-    EXPECT_TRUE(broken(22, static_cast<std::uint32_t>(-10001), 4));
-    EXPECT_TRUE(broken(22, 0x80000000u, 4));                // INT_MIN has no positive height
-    EXPECT_TRUE(broken(26, 2, 2));                          // planes
-    EXPECT_TRUE(broken(28, 16, 2));                         // 16 bits a pixel
-    EXPECT_TRUE(broken(30, 1, 4));                          // RLE8
-    EXPECT_TRUE(broken(30, 3, 4));                          // bit fields
-    EXPECT_TRUE(broken(10, static_cast<std::uint32_t>(good.size()), 4));  // pixels beyond the end
-    EXPECT_TRUE(broken(10, 40, 4));                         // pixels inside the header
+    for (const auto& f : fields) {
+        std::vector<std::uint8_t> file = good;
+        f.bytes == 2 ? put16(file, f.at, f.value) : put32(file, f.at, f.value);
+        EXPECT_EQ(load(file), nullptr) << f.what;
+    }
 
     std::vector<std::uint8_t> palettised = bmp_file(4, 1, 8, false, {{1, 1, 1}, {2, 2, 2}}, [](int, int) { return 1u; });
     ASSERT_NE(load(palettised), nullptr);

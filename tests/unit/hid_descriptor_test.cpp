@@ -50,68 +50,30 @@ const Bytes kKeyboard{
     0x75, 0x08, 0x15, 0x00, 0x25, 0x65, 0x05, 0x07, 0x19, 0x00, 0x29, 0x65, 0x81, 0x00, 0xC0,
 };
 
-TEST(HidDescriptor, ReaderReportSixGivesItsBytesPlusTheIdByte) {
-    ASSERT_EQ(kReader.size(), kReaderSecondFeatureEnd + 1);
-    const FeatureReports reports = parse_feature_reports(kReader);
-    EXPECT_TRUE(reports.complete);
-    EXPECT_TRUE(reports.uses_report_ids);
-    EXPECT_EQ(reports.data_bytes(kReaderId), 255u);
-    EXPECT_EQ(reports.data_bytes(1), 0u);  // input only
-    EXPECT_EQ(feature_report_length(kReader, kReaderId), 256u);
-}
-
-TEST(HidDescriptor, WithoutReportIdsTheOnlyFeatureReportCounts) {
-    // A vendor device with a 64-byte input report and a 32-byte feature report, no Report ID items.
-    const Bytes plain{
-        0x06, 0xA0, 0xFF, 0x09, 0x01, 0xA1, 0x01,  // vendor page, application collection
-        0x75, 0x08, 0x95, 0x40, 0x09, 0x01, 0x81, 0x02,  // 64 input bytes
-        0x95, 0x20, 0x09, 0x02, 0xB1, 0x02,              // 32 feature bytes
-        0xC0,
-    };
-    const FeatureReports reports = parse_feature_reports(plain);
-    EXPECT_FALSE(reports.uses_report_ids);
-    EXPECT_EQ(reports.data_bytes(0), 32u);
-    // Whatever id is asked for, the report is the one there is, with a 0 id byte in front.
-    EXPECT_EQ(feature_report_length(plain, kReaderId), 33u);
-    EXPECT_EQ(feature_report_length(plain, 0), 33u);
-}
-
-TEST(HidDescriptor, SeveralReportIdsGiveReportSixOrElseTheLongest) {
-    // Reports 2 (32 bytes), 6 (64 bytes, declared in two places) and 9 (128 bytes).
-    const Bytes several{
-        0x06, 0x00, 0xFF, 0x09, 0x01, 0xA1, 0x01, 0x75, 0x08,
-        0x85, 0x02, 0x95, 0x20, 0x09, 0x01, 0xB1, 0x02,  // report 2: 32
-        0x85, 0x06, 0x95, 0x30, 0x09, 0x02, 0xB1, 0x02,  // report 6: 48 ...
-        0x85, 0x09, 0x95, 0x80, 0x09, 0x03, 0xB1, 0x02,  // report 9: 128
-        0x85, 0x06, 0x95, 0x10, 0x09, 0x04, 0xB1, 0x02,  // ... and 16 more in report 6
-        0xC0,
-    };
-    EXPECT_EQ(feature_report_length(several, kReaderId), 65u);
-    EXPECT_EQ(feature_report_length(several, 2), 33u);
-    EXPECT_EQ(feature_report_length(several, 5), 129u);  // not declared: the longest, as Windows gives
-
+TEST(HidDescriptor, FeatureReportLengthIsWhatWindowsGives) {
+    // Reports 2 (32 bytes), 6 (48 and 16 more, declared in two places) and 9 (128 bytes).
+    const Bytes several{0x75, 0x08, 0x85, 0x02, 0x95, 0x20, 0xB1, 0x02, 0x85, 0x06, 0x95, 0x30, 0xB1, 0x02,
+                        0x85, 0x09, 0x95, 0x80, 0xB1, 0x02, 0x85, 0x06, 0x95, 0x10, 0xB1, 0x02};
     Bytes without_six = several;
-    without_six[18] = 0x07;  // report 6 is renamed 7 in both places: no report 6 is left
-    without_six[34] = 0x07;
-    EXPECT_EQ(feature_report_length(without_six, kReaderId), 129u);
-}
-
-TEST(HidDescriptor, BitsAreRoundedUpPerReportAndInterfacesWithoutFeatureReportsGiveZero) {
-    const Bytes bits{
-        0x85, 0x06,
-        0x75, 0x01, 0x95, 0x03, 0xB1, 0x02,  // 3 one-bit flags
-        0x75, 0x05, 0x95, 0x01, 0xB1, 0x03,  // 5 bits of padding: one byte so far
-        0x75, 0x04, 0x95, 0x01, 0xB1, 0x02,  // a nibble ...
-        0x75, 0x04, 0x95, 0x01, 0xB1, 0x02,  // ... and another: two bytes
-        0x75, 0x01, 0x95, 0x01, 0xB1, 0x02,  // one bit more: three bytes
+    without_six[9] = without_six[21] = 0x07;  // report 6 renamed 7 in both places
+    const struct { const char* what; Bytes descriptor; std::uint8_t id; std::size_t length; } cases[] = {
+        {"the reader: report 6's feature bytes and the id byte", kReader, kReaderId, 256},
+        {"no report ids: the one feature report, whatever the id, behind a 0 id byte",
+         {0x75, 0x08, 0x95, 0x40, 0x09, 0x01, 0x81, 0x02, 0x95, 0x20, 0x09, 0x02, 0xB1, 0x02}, kReaderId, 33},
+        {"report 6 declared in two places", several, kReaderId, 65},
+        {"report 2", several, 2, 33},
+        {"an id that is not declared: the longest", several, 5, 129},
+        {"no report 6 left: the longest", without_six, kReaderId, 129},
+        {"bits rounded up per report: 3 + 5, 4 + 4, 1", {0x85, 0x06, 0x75, 0x01, 0x95, 0x03, 0xB1, 0x02, 0x75, 0x05,
+         0x95, 0x01, 0xB1, 0x03, 0x75, 0x04, 0x95, 0x02, 0xB1, 0x02, 0x75, 0x01, 0x95, 0x01, 0xB1, 0x02}, kReaderId, 4},
+        {"the keyboard: input and output only", kKeyboard, kReaderId, 0},
+        {"empty", {}, kReaderId, 0},
+        {"a Feature item of no fields", {0x85, 0x06, 0x75, 0x08, 0x95, 0x00, 0xB1, 0x02}, kReaderId, 0},
     };
-    EXPECT_EQ(feature_report_length(bits, kReaderId), 4u);
-
-    EXPECT_EQ(feature_report_length(kKeyboard, kReaderId), 0u);
-    EXPECT_TRUE(parse_feature_reports(kKeyboard).complete);
-    EXPECT_EQ(feature_report_length(Bytes{}, kReaderId), 0u);
-    // A Feature item of zero fields declares nothing.
-    EXPECT_EQ(feature_report_length(Bytes{0x85, 0x06, 0x75, 0x08, 0x95, 0x00, 0xB1, 0x02}, kReaderId), 0u);
+    for (const auto& c : cases) {
+        EXPECT_EQ(feature_report_length(c.descriptor, c.id), c.length) << c.what;
+        EXPECT_TRUE(parse_feature_reports(c.descriptor).complete) << c.what;
+    }
 }
 
 TEST(HidDescriptor, LongItemsAreSteppedOverAndPushPopRestoreTheGlobals) {

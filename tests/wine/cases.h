@@ -72,8 +72,6 @@ private:
     std::vector<std::string> failures_;
 };
 
-// Hex digits to the bytes they stand for; false on an odd count or a character that is no hex digit.
-// The scripts hand texts over as hex of their GBK bytes, so that no code page stands in between.
 // The whole content of a file, others writing to it meanwhile; empty when it cannot be opened.
 inline std::string file_bytes(const std::string& path) {
     std::string content;
@@ -87,6 +85,8 @@ inline std::string file_bytes(const std::string& path) {
     return content;
 }
 
+// Hex digits to the bytes they stand for; false on an odd count or a character that is no hex digit.
+// The scripts hand texts over as hex of their GBK bytes, so that no code page stands in between.
 inline bool from_hex(std::string_view hex, std::string& bytes) {
     auto value = [](char c) -> int {
         if (c >= '0' && c <= '9') return c - '0';

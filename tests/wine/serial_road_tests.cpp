@@ -169,12 +169,6 @@ int main(int argc, char** argv) {
     });
 
     cases.group("choosing the port");
-    cases.run("device_open_name(\"com1\", 0, 115200) opens the serial road whatever the case", [&] {
-        const std::int32_t handle = vnr.device_open_name("com1", 0, kBaud);
-        cases.check(handle >= 2, "device_open_name: got %ld", static_cast<long>(handle));
-        cases.equal(version_of(vnr, handle, 0).status, 0, "device_version on it");
-        cases.equal(vnr.device_close(handle), 0, "device_close");
-    });
     cases.run("index 9 opens \"\\\\.\\COM10\", the name with the device prefix", [&] {
         const std::int32_t handle = vnr.device_open(9, kBaud);
         cases.check(handle >= 2, "device_open(9): got %ld", static_cast<long>(handle));
@@ -211,8 +205,6 @@ int main(int argc, char** argv) {
                 return;
             const Version faulty = version_of(vnr, icdev, 1);
             cases.equal(faulty.status, status, ("device_version under \"" + fault + "\"").c_str());
-            if (status == 0)
-                cases.check(faulty.text == expected.module_version, "text under the fault: '%s'", faulty.text.c_str());
             // The library gives up on noise as soon as it has read ten bytes, while the rest of the
             // reply is still on the wire. The next command's purge throws away only what has come by
             // then, so the line is left to fall quiet first, as an application would after an error.
@@ -221,9 +213,6 @@ int main(int argc, char** argv) {
             cases.equal(version_of(vnr, icdev, 1).status, 0, "device_version after the fault");
         });
     };
-    fault_case("a wrong check byte gives -36", "fault check once", VNR_E_CHECK_BYTE);
-    fault_case("a wrong end byte gives -35", "fault end once", VNR_E_END_BYTE);
-    fault_case("nine bytes of noise before the reply are passed over", "fault noise 9 once", 0);
     fault_case("ten bytes of noise give -34", "fault noise 10 once", VNR_E_NO_START);
     fault_case("silence gives -17", "fault silence once", VNR_E_NO_REPLY);
     fault_case("a reply cut mid-frame gives -17", "fault cut once", VNR_E_NO_REPLY);
