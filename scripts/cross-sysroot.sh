@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Makes the folder of foreign-architecture libraries that a cross build of the tree links against and its
-# tests run with: FreeType, fontconfig and what they need, GoogleTest and OpenSSL's libcrypto (the cipher
-# tests' oracle), and the JSON headers of the simulator, as Debian builds them for ARCH. The packages are fetched with apt-get download through an
-# apt state of their own and unpacked with dpkg-deb -x: the machine's own package set is not touched (no
-# dpkg --add-architecture, whose multiarch packages must match the installed ones version for version).
+# tests run with: FreeType, fontconfig and what they need, GoogleTest, OpenSSL's libcrypto (the cipher tests'
+# oracle) and the simulator's JSON headers, as Debian builds them for ARCH. The packages are fetched with
+# apt-get download through an apt state of their own and unpacked with dpkg-deb -x: the machine's own package
+# set is not touched (no dpkg --add-architecture, whose multiarch packages must match the installed ones
+# version for version, which a machine with newer security updates than the foreign index does not meet).
 # The C and C++ runtime come with the cross compiler (g++-i686-linux-gnu, g++-aarch64-linux-gnu).
 #   scripts/cross-sysroot.sh i386|arm64 DIR
 set -euo pipefail
