@@ -46,12 +46,20 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(ENV{PKG_CONFIG_LIBDIR} "${VNR_SYSROOT}/usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}/pkgconfig:${VNR_SYSROOT}/usr/share/pkgconfig")
 set(ENV{PKG_CONFIG_SYSROOT_DIR} "${VNR_SYSROOT}")
 
+# Headers that differ by architecture (opensslconf.h, ...) lie in the multiarch folder, which the compiler
+# searches by itself only below /usr/include.
+set(CMAKE_C_FLAGS_INIT "-isystem ${VNR_SYSROOT}/usr/include/${CMAKE_LIBRARY_ARCHITECTURE}")
+set(CMAKE_CXX_FLAGS_INIT "-isystem ${VNR_SYSROOT}/usr/include/${CMAKE_LIBRARY_ARCHITECTURE}")
+
 set(vnr_target_libs "${VNR_SYSROOT}/usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}:${VNR_SYSROOT}/lib/${CMAKE_LIBRARY_ARCHITECTURE}")
 # The libraries' own dependencies (libpng behind FreeType, ...) are found at link time through these.
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-Wl,-rpath-link,${vnr_target_libs}")
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "-Wl,-rpath-link,${vnr_target_libs}")
+# GBK goes through iconv, whose modules the target's libc finds through GCONV_PATH.
 if(VNR_CROSS_ARCH STREQUAL "i686")
-  set(CMAKE_CROSSCOMPILING_EMULATOR ${vnr_loader} --library-path /usr/${vnr_triplet}/lib:${vnr_target_libs})
+  set(CMAKE_CROSSCOMPILING_EMULATOR env GCONV_PATH=${VNR_SYSROOT}/gconv
+      ${vnr_loader} --library-path /usr/${vnr_triplet}/lib:${vnr_target_libs})
 else()
-  set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64 -L /usr/${vnr_triplet} -E LD_LIBRARY_PATH=${vnr_target_libs})
+  set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64 -L /usr/${vnr_triplet} -E LD_LIBRARY_PATH=${vnr_target_libs}
+      -E GCONV_PATH=${VNR_SYSROOT}/gconv)
 endif()

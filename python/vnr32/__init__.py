@@ -11,8 +11,8 @@ functions that the Pythonic layer does not cover: reader.lib.device_beep(reader.
 """
 from ._library import emv_library, library
 from ._prototypes import CONSTANTS
-from .reader import BankCard, IdCard, MifareDump, Reader, Tracks, VnrError, meaning, statuses
+from .reader import BankCard, EmvCard, IdCard, MifareDump, Reader, Tracks, VnrError, meaning, statuses
 
-__all__ = ["BankCard", "CONSTANTS", "IdCard", "MifareDump", "Reader", "Tracks", "VnrError", "emv_library", "library",
+__all__ = ["BankCard", "CONSTANTS", "EmvCard", "IdCard", "MifareDump", "Reader", "Tracks", "VnrError", "emv_library", "library",
            "meaning", "statuses"]
 __version__ = "1.0.0"

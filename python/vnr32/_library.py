@@ -46,11 +46,11 @@ def _candidates(variable, base, soname_version, beside=None):
     return found
 
 
-def _load(candidates, prototypes, what):
+def _load(candidates, prototypes, what, loader=None):
     errors = []
     for candidate in candidates:
         try:
-            library = _LOADER(candidate)
+            library = (loader or _LOADER)(candidate)
         except OSError as error:
             errors.append(f"{candidate}: {error}")
             continue
@@ -86,8 +86,9 @@ def emv_library():
         if "vnr_emv" not in _libraries:
             beside = pathlib.Path(main._name).resolve().parent if os.sep in str(main._name) else None
             try:
+                # Its functions are plain C on every target (cdecl on 32-bit Windows too).
                 _libraries["vnr_emv"] = _load(_candidates("VNR32_EMV_LIBRARY", "vnr_emv", 1, beside),
-                                              _prototypes.EMV_PROTOTYPES, "the vnr_emv library")
+                                              _prototypes.EMV_PROTOTYPES, "the vnr_emv library", ctypes.CDLL)
             except OSError:
                 _libraries["vnr_emv"] = None
         return _libraries["vnr_emv"]

@@ -1,5 +1,6 @@
 """The Pythonic layer over the exported functions: a reader as a context manager, statuses as exceptions,
 text as str (the library's GBK decoded), and one call for each job a script wants done."""
+import ctypes
 import dataclasses
 import os
 import sys
@@ -7,8 +8,8 @@ import tempfile
 from ctypes import byref, c_uint8, c_uint16, c_uint32, create_string_buffer
 from typing import Dict, List, Optional, Sequence, Tuple
 
-from . import _library
-from ._prototypes import CONSTANTS
+from . import _library, _prototypes
+from ._prototypes import CONSTANTS, PROTOTYPES
 from ._statuses import STATUS_WORDS
 
 ENCODING = "gbk"  # the library's text, in both directions
@@ -109,6 +110,18 @@ class BankCard:
 
 
 @dataclasses.dataclass(frozen=True)
+class EmvCard:
+    """What the complete EMV read found: the number, its expiry (YYMMDD or YYMM), the holder's name, the
+    application read (its AID in hexadecimal and its label) and whether the number passes the Luhn check."""
+    number: str
+    expiry: str
+    name: str
+    aid: str
+    label: str
+    luhn_ok: bool
+
+
+@dataclasses.dataclass(frozen=True)
 class MifareDump:
     """Every block of a Mifare-class card: `blocks[n]` is block n's 16 bytes, or None where no given key
     opened its sector; `keys[s]` is the key that opened sector s, or None."""
@@ -198,11 +211,33 @@ class Reader:
 
     # ---- bank cards
     def bank_card(self, contactless: bool = False) -> BankCard:
-        """The card number and holder's name of the bank card in the contact slot (or in the RF field)."""
-        function = getattr(self.lib, "iReadICCardNoAndName", None)
-        if function is None:
-            raise NotImplementedError("this library has no iReadICCardNoAndName")
-        return _read_bank_card(self._handle(), function, contactless)
+        """The card number and holder's name of the bank card in the contact slot (or in the RF field),
+        read by iReadICCardNoAndName."""
+        if "iReadICCardNoAndName" not in PROTOTYPES:
+            raise NotImplementedError("this binding's header has no iReadICCardNoAndName")
+        number, name, message = create_string_buffer(40), create_string_buffer(64), create_string_buffer(52)
+        status = self.lib.iReadICCardNoAndName(self._handle(), 255 if contactless else 0, number, name, message)
+        if status != 0:
+            raise VnrError("iReadICCardNoAndName", status, _text(message.raw))
+        # The first way gives the digits as tag 57 holds them, padding F included.
+        digits = number.raw.split(b"\0", 1)[0].decode("ascii", errors="replace").rstrip("Ff")
+        return BankCard(number=digits, name=_text(name.raw).strip())
+
+    def read_emv(self, contactless: bool = False) -> EmvCard:
+        """The complete EMV read of libvnr_emv (vnr_emv_read): number, expiry, name and the application."""
+        lib, card_type = _library.emv_library(), getattr(_prototypes, "vnr_emv_card", None)
+        if lib is None or card_type is None:
+            raise NotImplementedError("libvnr_emv is not there")
+        if lib.vnr_emv_card_size() != ctypes.sizeof(card_type):
+            raise OSError("libvnr_emv's card record does not match this binding's header")
+        card = card_type()
+        result = lib.vnr_emv_read(self._handle(), 255 if contactless else 0, ctypes.byref(card))
+        if result != 0:
+            words = lib.vnr_emv_result_text(result).decode("ascii", errors="replace")
+            raise VnrError("vnr_emv_read", result, f"{words}: {card.reason.decode('ascii', errors='replace')}")
+        return EmvCard(number=card.pan.decode("ascii"), expiry=card.expiry.decode("ascii"),
+                       name=card.holder_name.decode(ENCODING, errors="replace"), aid=card.aid.decode("ascii"),
+                       label=card.label.decode("ascii", errors="replace"), luhn_ok=bool(card.luhn_ok))
 
     # ---- contactless cards
     def mifare_dump(self, keys: Sequence[bytes] = (_DELIVERED_KEY,), key_b: bool = False,
@@ -279,11 +314,6 @@ class Reader:
         state = c_uint16(0)
         _check("sam_slt_getstate", self.lib.sam_slt_getstate(self._handle(), slot, byref(state)))
         return state.value
-
-
-def _read_bank_card(handle: int, function, contactless: bool) -> BankCard:
-    """iReadICCardNoAndName, whose arguments follow the header; filled in by the bank family's binding."""
-    raise NotImplementedError("iReadICCardNoAndName is not bound yet")
 
 
 def statuses() -> List[Tuple[int, str]]:
