@@ -24,7 +24,9 @@ done
 [ -x /bin/busybox ] || { echo "vm-tests: /bin/busybox is missing (busybox-static)"; echo "0 passed, 1 failed"; exit 1; }
 
 # The kernel: Debian's current image, kept in build-vm/ between runs.
-image=$(apt-cache depends linux-image-amd64 2>/dev/null | awk '/Depends: linux-image-[0-9]/{print $2; exit}')
+kernel_image() { apt-cache depends linux-image-amd64 2>/dev/null | awk '/Depends: linux-image-[0-9]/{print $2; exit}'; }
+image=$(kernel_image)
+[ -n "$image" ] || { apt-get update -qq >/dev/null 2>&1; image=$(kernel_image); }
 if [ -z "$image" ]; then echo "vm-tests: apt knows no linux-image-amd64 (apt-get update?)"; echo "0 passed, 1 failed"; exit 1; fi
 if [ ! -f "$vm/kernel/.$image" ]; then
   rm -rf "$vm/kernel" "$vm"/linux-image-*.deb && mkdir -p "$vm/kernel"
