@@ -1,6 +1,7 @@
 // tools/contact_command.cpp: the command-line tool. `vnr contact` works a card in a contact slot through
-// the library's exports: the slot's state, powering the card up for its answer to reset, APDUs, and the
-// bytes of a memory card.
+// the library's exports: the slot's state, powering the card up for its answer to reset, APDUs (fetching
+// what a card holds back behind 61xx), and the bytes of a memory card, its password presented first when
+// one is given.
 #include "cli.h"
 #include "verbs.h"
 #include "vnr_32.h"
@@ -22,8 +23,11 @@ constexpr std::size_t kAtrRoom = 255;            // what sam_slt_reset may write
 constexpr std::size_t kAnswerRoom = 3073;        // what card_APDU may write
 constexpr std::size_t kLongestApdu = 3070;
 constexpr std::size_t kDumpWidth = 16;
-// States in which a card lies in the slot unpowered: the tool powers it up before an APDU.
-constexpr std::uint16_t kUnpowered[] = {0x1003, 0x1004};
+// The slot states the reader answers: a card lies there unpowered (the tool powers it up before an
+// APDU) or powered (its session goes on: what was selected stays selected).
+constexpr std::uint16_t kUnpowered = 0x1003, kPowered = 0x1004;
+constexpr std::uint8_t kMoreData = 0x61, kWrongLe = 0x6C;  // SW1 of "xx bytes wait" and "Le must be xx"
+constexpr int kMostFollowUps = 32;  // a card that keeps answering 61xx is left after this many
 
 struct Options {
     OpenOptions open;
@@ -34,6 +38,7 @@ struct Options {
     std::vector<std::vector<std::uint8_t>> apdus;  // apdu
     std::uint16_t addr = 0, len = 0;               // read, write
     std::vector<std::uint8_t> data;                // write
+    std::vector<std::uint8_t> password;            // read, write: presented first when given
 };
 
 // The operands of the action; false after printing what is wrong.
@@ -81,6 +86,13 @@ bool parse(int argc, char** argv, Options& options) {
                 return false;
             }
             options.slot = static_cast<std::uint8_t>(*slot);
+        } else if (arg == "--password") {
+            auto password = i + 1 < argc ? parse_hex(argv[++i]) : std::nullopt;
+            if (!password || password->empty() || password->size() > 255) {
+                std::fprintf(stderr, "vnr: --password takes 1 to 255 bytes in hexadecimal\n");
+                return false;
+            }
+            options.password = std::move(*password);
         } else if (arg.size() > 1 && arg[0] == '-') {
             std::fprintf(stderr, "vnr: unknown option '%s'\n", argv[i]);
             return false;
@@ -109,12 +121,24 @@ std::optional<std::vector<std::uint8_t>> power_up(std::int32_t icdev, std::uint8
     return atr;
 }
 
+// The reader's slot states in words; empty for a state it does not name.
+const char* state_words(std::uint16_t state) {
+    switch (state) {
+        case 0x1001: return "no card";
+        case 0x1002: return "no such slot";
+        case kUnpowered: return "a card, not powered";
+        case kPowered: return "a card, powered";
+        default: return "";
+    }
+}
+
 int status_action(std::int32_t icdev, const Options& o) {
     uint16_t state = 0;
     const int16_t status = sam_slt_getstate(icdev, o.slot, &state);
     if (status != VNR_OK) return report_failure("the slot's state", status);
-    if (o.json) std::printf("{\"slot\": %u, \"state\": %u}\n", o.slot, state);
-    else std::printf("slot %u: state 0x%04X (%u)\n", o.slot, state, state);
+    const std::string words = state_words(state);
+    if (o.json) std::printf("{\"slot\": %u, \"state\": %u, \"words\": %s}\n", o.slot, state, json_text(words).c_str());
+    else std::printf("slot %u: state 0x%04X%s%s\n", o.slot, state, words.empty() ? "" : ", ", words.c_str());
     return 0;
 }
 
@@ -126,38 +150,82 @@ int atr_action(std::int32_t icdev, const Options& o) {
     return 0;
 }
 
+// One APDU and its answer, as they went.
+struct Exchange {
+    std::vector<std::uint8_t> command, data, sw;
+};
+
+// Sends `apdu` and appends the exchange; false after printing why the library failed.
+bool send_apdu(std::int32_t icdev, std::uint8_t slot, const std::vector<std::uint8_t>& apdu, std::vector<Exchange>& log) {
+    uint32_t length = 0;
+    std::vector<std::uint8_t> answer(kAnswerRoom);
+    const int16_t sent = card_APDU(icdev, slot, static_cast<int32_t>(apdu.size()), apdu.data(), &length, answer.data());
+    if (sent != VNR_OK) return report_failure(("APDU " + to_hex(apdu)).c_str(), sent), false;
+    answer.resize(length);
+    // The card's status word closes its answer.
+    const std::size_t data = answer.size() >= 2 ? answer.size() - 2 : answer.size();
+    log.push_back({apdu, {answer.begin(), answer.begin() + static_cast<std::ptrdiff_t>(data)},
+                   {answer.begin() + static_cast<std::ptrdiff_t>(data), answer.end()}});
+    return true;
+}
+
+// Sends `apdu`, then as a terminal does: 61xx, GET RESPONSE for the xx bytes held back; 6Cxx, the
+// command again with Le xx. Every exchange is kept, so the output shows what went to the card.
+bool send_following(std::int32_t icdev, std::uint8_t slot, std::vector<std::uint8_t> apdu, std::vector<Exchange>& log) {
+    for (int round = 0; round <= kMostFollowUps; ++round) {
+        if (!send_apdu(icdev, slot, apdu, log)) return false;
+        const std::vector<std::uint8_t>& sw = log.back().sw;
+        if (sw.size() != 2 || (sw[0] != kMoreData && sw[0] != kWrongLe)) return true;
+        if (sw[0] == kMoreData) apdu = {static_cast<std::uint8_t>(apdu[0] & 0x03), 0xC0, 0x00, 0x00, sw[1]};
+        else if (apdu.size() >= 5) apdu.back() = sw[1];  // the Le is the last byte of a short APDU
+        else return true;
+    }
+    return true;
+}
+
 int apdu_action(std::int32_t icdev, const Options& o) {
     uint16_t state = 0;
     const int16_t status = sam_slt_getstate(icdev, o.slot, &state);
     if (status != VNR_OK) return report_failure("the slot's state", status);
+    if (state != kUnpowered && state != kPowered) {
+        const std::string words = state_words(state);
+        std::fprintf(stderr, "vnr: slot %u holds no card to talk to: state 0x%04X%s%s\n", o.slot, state,
+                     words.empty() ? "" : ", ", words.c_str());
+        return 1;
+    }
     std::optional<std::vector<std::uint8_t>> atr;
-    if (state == kUnpowered[0] || state == kUnpowered[1]) {
+    if (state == kUnpowered) {
         atr = power_up(icdev, o.slot);
         if (!atr) return 1;
         if (!o.json) std::printf("ATR: %s\n", to_hex(*atr, " ").c_str());
     }
-    std::string exchanges;
+    std::vector<Exchange> log;
     for (const auto& apdu : o.apdus) {
-        uint32_t length = 0;
-        std::vector<std::uint8_t> answer(kAnswerRoom);
-        const int16_t sent = card_APDU(icdev, o.slot, static_cast<int32_t>(apdu.size()), apdu.data(), &length, answer.data());
-        if (sent != VNR_OK) return report_failure(("APDU " + to_hex(apdu)).c_str(), sent);
-        answer.resize(length);
-        // The card's status word closes its answer.
-        const std::size_t data = answer.size() >= 2 ? answer.size() - 2 : answer.size();
-        const std::string body = to_hex(std::span(answer).first(data), " ");
-        const std::string sw = to_hex(std::span(answer).subspan(data));
-        if (o.json) {
-            exchanges += (exchanges.empty() ? "" : ", ") + std::string("{\"command\": \"") + to_hex(apdu) + "\", \"data\": \"" +
-                         to_hex(std::span(answer).first(data)) + "\", \"sw\": \"" + sw + "\"}";
-        } else {
-            std::printf("> %s\n< %s%sSW %s\n", to_hex(apdu, " ").c_str(), body.c_str(), body.empty() ? "" : "  ", sw.c_str());
+        const std::size_t from = log.size();
+        const bool sent = send_following(icdev, o.slot, apdu, log);
+        for (std::size_t i = from; i < log.size() && !o.json; ++i) {
+            const std::string body = to_hex(log[i].data, " ");
+            std::printf("> %s\n< %s%sSW %s\n", to_hex(log[i].command, " ").c_str(), body.c_str(), body.empty() ? "" : "  ",
+                        to_hex(log[i].sw).c_str());
         }
+        if (!sent) return 1;
     }
-    if (o.json)
+    if (o.json) {
+        std::string exchanges;
+        for (const Exchange& e : log)
+            exchanges += (exchanges.empty() ? "" : ", ") + std::string("{\"command\": \"") + to_hex(e.command) +
+                         "\", \"data\": \"" + to_hex(e.data) + "\", \"sw\": \"" + to_hex(e.sw) + "\"}";
         std::printf("{\"slot\": %u, \"atr\": %s, \"exchanges\": [%s]}\n", o.slot,
                     atr ? ("\"" + to_hex(*atr) + "\"").c_str() : "null", exchanges.c_str());
+    }
     return 0;
+}
+
+// A refused transfer: the bounds are the only argument the library checks there.
+int transfer_failure(const char* what, int16_t status) {
+    if (status != VNR_E_BAD_ARGUMENT) return report_failure(what, status);
+    std::fprintf(stderr, "vnr: %s: the range runs past the size the card reported, or its size code is not one the library takes (%d)\n", what, status);
+    return 1;
 }
 
 int memory_action(std::int32_t icdev, const Options& o) {
@@ -165,17 +233,21 @@ int memory_action(std::int32_t icdev, const Options& o) {
     uint8_t type = 0;
     const int16_t identified = contact_identifytype(icdev, o.slot, &type);
     if (identified != VNR_OK) return report_failure("identifying the memory card", identified);
+    if (!o.password.empty()) {
+        const int16_t status = contact_passwordcheck(icdev, o.slot, static_cast<int32_t>(o.password.size()), o.password.data());
+        if (status != VNR_OK) return report_failure("presenting the password", status);
+    }
     const uint16_t at = o.addr;
     if (!reading) {
         const int16_t status = contact_write(icdev, o.slot, at, o.len, o.data.data());
-        if (status != VNR_OK) return report_failure("writing the card", status);
+        if (status != VNR_OK) return transfer_failure("writing the card", status);
         if (o.json) std::printf("{\"slot\": %u, \"type\": %u, \"address\": %u, \"written\": %zu}\n", o.slot, type, at, o.data.size());
         else std::printf("card type %u: wrote %zu bytes at 0x%04X\n", type, o.data.size(), at);
         return 0;
     }
     std::vector<std::uint8_t> bytes(o.len);
     const int16_t status = contact_read(icdev, o.slot, at, static_cast<uint16_t>(bytes.size()), bytes.data());
-    if (status != VNR_OK) return report_failure("reading the card", status);
+    if (status != VNR_OK) return transfer_failure("reading the card", status);
     if (o.json) {
         std::printf("{\"slot\": %u, \"type\": %u, \"address\": %u, \"data\": \"%s\"}\n", o.slot, type, at, to_hex(bytes).c_str());
         return 0;

@@ -67,12 +67,15 @@ void print(const std::vector<Sector>& sectors, std::uint8_t type, const std::uin
     std::printf("card: Mifare-class, type %s, serial %s\n", to_hex({&type, 1}).c_str(), serial_hex.c_str());
     for (std::size_t s = 0; s < sectors.size(); ++s) {
         const Sector& sector = sectors[s];
-        if (sector.key) std::printf("sector %2zu  key %c %s\n", s, key_b ? 'B' : 'A', to_hex(*sector.key).c_str());
-        else std::printf("sector %2zu  no key opened it\n", s);
+        const std::size_t first = s * kBlocksPerSector;
+        if (!sector.key) {
+            std::printf("sector %2zu  no key opened it: blocks %zu to %zu not read\n", s, first, first + kBlocksPerSector - 1);
+            continue;
+        }
+        std::printf("sector %2zu  key %c %s\n", s, key_b ? 'B' : 'A', to_hex(*sector.key).c_str());
         for (int i = 0; i < kBlocksPerSector; ++i) {
-            const std::size_t block = s * kBlocksPerSector + static_cast<std::size_t>(i);
+            const std::size_t block = first + static_cast<std::size_t>(i);
             if (sector.blocks[i]) std::printf("  block %2zu  %s\n", block, sector.blocks[i]->c_str());
-            else if (!sector.key) std::printf("  block %2zu  not read\n", block);
             else std::printf("  block %2zu  cannot be read: %s\n", block, explain_status(sector.statuses[i]).c_str());
         }
     }

@@ -5,6 +5,7 @@
 #include "verbs.h"
 #include "vnr_32.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <optional>
 #include <string>
@@ -76,9 +77,12 @@ const char* init_failure(std::int16_t result) {
 }
 
 int run(std::int32_t handle, const NtagOptions& o) {
+    if (const std::int16_t status = open_rf(handle); status != VNR_OK) return report_failure("switching the RF field on", status);
     std::uint8_t uid[7] = {};
     if (const std::int16_t status = NTAG215_OpenCard(handle, uid); status != VNR_OK)
         return report_failure("activating a tag", status);
+    // NTAG215_OpenCard gives the identifier last byte first; shown in the tag's own order.
+    std::reverse(std::begin(uid), std::end(uid));
     std::fprintf(stderr, "tag %s\n", to_hex(uid).c_str());
     if (o.verb == "init") {
         const std::int16_t result = NTAG215_Init(handle, o.key.data(), o.text->c_str());

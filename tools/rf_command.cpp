@@ -34,7 +34,7 @@ const char* kind_key(int kind) {
 const char* kind_words(int kind) {
     return kind == VNR_CL_IDCARD     ? "resident identity card (vnr idcard reads it)"
            : kind == VNR_CL_CPU_CARD ? "contactless CPU card"
-                                     : "Mifare-class memory card";
+                                     : "Mifare-class card or tag";
 }
 
 void print(const Card& card, bool json) {
@@ -61,7 +61,9 @@ int wait_for_card(std::int32_t handle, double wait_seconds, Card& card) {
             CLCard_Open(handle, kProbeWaitMs, &card.type, &card.uid_length, card.uid, &card.ats_length, card.ats);
         if (kind >= VNR_CL_IDCARD && kind <= VNR_CL_MIFARE) {
             card.kind = kind;
-            if (kind == VNR_CL_MIFARE) card.uid_length = 4;
+            // CLCard_Open gives a memory card's first 4 identifier bytes; a tag or a card with a 7-byte
+            // identifier gives all 7 to the tag activation.
+            if (kind == VNR_CL_MIFARE) card.uid_length = MF_OpenCard(handle, 0, card.uid) == VNR_OK ? 7 : 4;
             return 0;
         }
         if (kind < 0 && kind >= -100) return report_failure("looking for a card", kind);

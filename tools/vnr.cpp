@@ -56,11 +56,13 @@ constexpr Verb kVerbs[] = {
             "    set the PIN pad's PIN length (default 6) and entry time-out (default 30 s), then read a PIN\n"
             "    in the clear, or enciphered under user key N with the 6 bytes of --block, in hexadecimal",
      vnr::tool::pin_command},
-    {"contact", "contact status|atr|apdu HEX...|read ADDR LEN|write ADDR HEX [--slot N] [--json]\n"
+    {"contact", "contact status|atr|apdu HEX...|read ADDR LEN|write ADDR HEX [--slot N] [--password HEX] [--json]\n"
                 "    a card in contact slot N (default 0): status prints the slot's state, atr powers the card up\n"
-                "    and prints its answer to reset, apdu powers it up when it lies unpowered and sends each APDU\n"
-                "    (hexadecimal), printing the answer and its status word; read and write identify a memory card\n"
-                "    and read LEN bytes or write the bytes given at ADDR",
+                "    and prints its answer to reset, apdu powers it up when it lies unpowered (a powered card's\n"
+                "    session goes on) and sends each APDU (hexadecimal), printing the answer and its status word;\n"
+                "    a card's 61xx is followed by GET RESPONSE and its 6Cxx by the APDU again with Le xx. read and\n"
+                "    write identify a memory card, present --password when given, and read LEN bytes or write the\n"
+                "    bytes given at ADDR",
      vnr::tool::contact_command},
     {"rf", "rf scan [--wait SECONDS] [--json]\n"
            "    switch the RF field on, wait for a contactless card and say what it is (identity card, CPU\n"

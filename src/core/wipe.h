@@ -6,16 +6,20 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 #include <type_traits>
 #include <vector>
 
 namespace vnr::core {
 
-// Sets every byte of `bytes` to 0 through a volatile pointer, which the compiler must honour.
+// Sets every byte of `bytes` to 0. The compiler must take the empty statement behind the fill for one
+// that reads the bytes, so it cannot leave the fill out as a dead store; the fill runs at memset's
+// speed (a frame buffer of 64 KiB is wiped at every exchange, byte by byte that was most of its cost).
 inline void secure_wipe(std::span<std::uint8_t> bytes) noexcept {
-    volatile std::uint8_t* at = bytes.data();
-    for (std::size_t i = 0; i < bytes.size(); ++i) at[i] = 0;
+    if (bytes.empty()) return;
+    std::memset(bytes.data(), 0, bytes.size());
+    __asm__ __volatile__("" : : "r"(bytes.data()) : "memory");
 }
 
 // The same for the whole storage of a plain object (an array of round keys, a work block).

@@ -68,7 +68,8 @@ TEST(Program, StartsServesAndStopsCleanlyOnQuit) {
     ::unsetenv("VNR32_PREFIX");
     posix_spawn_file_actions_destroy(&files);
     const auto stop = [&] { ::kill(pid, SIGKILL), ::waitpid(pid, nullptr, 0); };
-    for (int i = 0; i < 500 && read_text(ready).empty(); ++i) std::this_thread::sleep_for(10ms);
+    // The deck's portraits are packed at start, which takes seconds in a sanitizer build on a busy machine.
+    for (int i = 0; i < 6000 && read_text(ready).empty(); ++i) std::this_thread::sleep_for(10ms);
 
     std::error_code no_link;
     const std::string pty = std::filesystem::read_symlink(com1, no_link).string();

@@ -49,6 +49,7 @@ protected:
 // The reader on the link that the test parameter names.
 class SimSessionOnEachLink : public SimSessionBase, public ::testing::WithParamInterface<Link> {
 protected:
+    explicit SimSessionOnEachLink(vnrsim::Deck deck = default_deck()) : SimSessionBase(std::move(deck)) {}
     void SetUp() override { open_on(GetParam()); }
 };
 

@@ -110,6 +110,7 @@ public:
             return std::max(0LL, total - static_cast<long long>(tick_ms() - start));
         };
         std::size_t count = 0;
+        bool waited_for_all = false;  // a pause long enough for all that was missing has been taken
         while (count < size) {
             long long wait = total_left();
             if (count > 0 && interval > 0) wait = wait < 0 ? interval : std::min<long long>(wait, interval);
@@ -125,9 +126,13 @@ public:
             // More is wanted: let it arrive at the line rate before asking again, so that a long frame
             // costs a read per slice instead of one per byte. A slice is short enough that a sender
             // faster than the line rate loses little, and never longer than the gap the port
-            // tolerates or the total time-out leaves.
-            std::uint64_t due_us = (size - count) * kBitsPerByte * 1'000'000u / std::max<std::uint32_t>(baud_, 1);
-            due_us = std::min(due_us, kGatherSliceUs);
+            // tolerates or the total time-out leaves. What is still missing after a pause that
+            // covered all of it is late by the sender's own rhythm (a device or adapter that hands
+            // bytes over in bursts): it is taken as soon as it comes, not after a further pause.
+            if (waited_for_all) continue;
+            const std::uint64_t all_us = (size - count) * kBitsPerByte * 1'000'000u / std::max<std::uint32_t>(baud_, 1);
+            std::uint64_t due_us = std::min(all_us, kGatherSliceUs);
+            waited_for_all = due_us == all_us;
             if (interval > 0) due_us = std::min<std::uint64_t>(due_us, interval * 1000ull);
             if (const long long left = total_left(); left >= 0) due_us = std::min<std::uint64_t>(due_us, left * 1000ull);
             if (due_us > 0) sleep_us(due_us);
