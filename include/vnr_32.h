@@ -595,6 +595,41 @@ VNR_API int16_t VNR_CALL NTAG215_Init(int32_t icdev, const uint8_t* key, const c
  * for peer-to-peer transfer (70 00). The reply is dropped: only the status comes back. There is no handle
  * check of its own: an icdev below 1 gives VNR_E_HANDLE_EXCHANGE. */
 VNR_API int16_t VNR_CALL NFC_P2P(int32_t icdev, uint8_t type, uint16_t len, const uint8_t* data);
+
+/* ---- Bank cards ------------------------------------------------------------------------------------
+ * The card number and the holder's name of a bank card of the PBOC/EMV family, contact or contactless,
+ * read in one call. This is no payment transaction: the card is only asked what it takes to reach its
+ * Track 2 equivalent data (tag 57) and its holder name (tag 5F20). The call takes no lock of its own:
+ * it powers the card up with sam_slt_reset (card_type 0, slot 0) or activates it with open_card
+ * (card_type 255), then sends each APDU with card_APDU, each of which locks for itself, so another
+ * thread's commands may fall between them; two bank reads at once would mix their APDUs.
+ *
+ * Two ways, the second only when the first fails:
+ *   1. the PSE (1PAY.SYS.DDF01, also for a contactless card), its directory's application, and records
+ *      1 to 9 of SFI 1, until both tags were seen; no GET PROCESSING OPTIONS;
+ *   2. the PSE (contact) or the PPSE (2PAY.SYS.DDF01, contactless), or when the card has none the AIDs
+ *      A000000333010101 and A000000333010102; the application's PDOL filled with fixed terminal values
+ *      (amount 0, country and currency 0156, today's date), GET PROCESSING OPTIONS, and the records of
+ *      the AFL that follows the application interchange profile 7C00 in the GPO answer.
+ * A card whose answers come in parts (61xx) or ask for another length (6Cxx) is followed, at most 64
+ * times for one command and within 1535 bytes of answer; a card that asks for more fails that command.
+ *
+ * Buffers, all the caller's, zero-filled beforehand (the library writes no terminator in way 1 and
+ * does not clear what a failed way wrote):
+ *   card_no      40 bytes: way 1 gives the digits of tag 57 up to its separator D, trailing F digits
+ *                kept, no terminator; way 2 the same digits without trailing F, zero-terminated. A
+ *                number of 40 digits or more is not taken.
+ *   holder_name  64 bytes: the bytes of tag 5F20 as the card holds them (ASCII or GBK); way 2 adds a
+ *                terminator. A name of 64 bytes or more is not taken.
+ *   message      52 bytes: a zero-terminated GBK text, "成功获取到数据" on success, else why the last way
+ *                tried failed (a card that cannot be powered, "连接机具失败" for an icdev below 1, no
+ *                PSE, no tag, a failed GET PROCESSING OPTIONS, ...).
+ * Returns 0 on success, else -1; null buffers give -1 with nothing sent or written. card_type other than
+ * 0 and 255 fails both ways without a command. Way 1 succeeds as soon as the card's records could be
+ * read, even if they held neither tag; way 2 needs one of them at least. */
+VNR_API int32_t VNR_CALL iReadICCardNoAndName(int32_t icdev, int32_t card_type, char* card_no, char* holder_name,
+                                              char* message);
+
 /* ---- DES and triple DES: no reader; each block of 8 bytes by itself (ECB, no chaining) ----------
  * Keys are bytes: 8 for DES, the low bit of each (its parity bit) ignored; 16 for two-key triple DES,
  * K1 then K2, enciphering E(K1) D(K2) E(K1) and deciphering D(K1) E(K2) D(K1). A short last block is

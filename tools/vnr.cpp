@@ -92,6 +92,12 @@ constexpr Verb kVerbs[] = {
                "    the fonts of card pictures, the GBK conversion and the log folder; one line a finding with its\n"
                "    fix; exit status 0 when all is well, 1 when something is in the way",
      vnr::tool::doctor_command},
+    {"bank", "bank [--contactless] [--json] [--emv] [--full]\n"
+             "    read a bank card's number and holder name (contact in slot 0, or --contactless in the field):\n"
+             "    the number masked but its first and last four digits (--full: all of them), the name and the\n"
+             "    library's message; --emv reads the card as a payment terminal does (vnr_emv) and prints the\n"
+             "    expiry and the application too",
+     vnr::tool::bank_command},
     {"statuses", "statuses [--json]\n"
                  "    every status code of the library with what it means",
      vnr::tool::statuses_command},

@@ -126,9 +126,10 @@ const std::string_view kCpuCardHelp =
     "(default false): \"wrong_le_6c\": an Le (00 being 256) that is not the answer's length gets 6Cxx; "
     "\"answers_by_61\": an answer with data goes as 61xx, and GET RESPONSE delivers it in parts of at most "
     "\"response_chunk\" bytes (1 to 256, default 256); \"endless_61\": GET RESPONSE hands out the held "
-    "data again and again, always with 61xx. Bytes of an FCI, a record, a file, a GPO answer or a canned "
-    "answer are hex in which TAG(...) is a TLV element whose length is worked out and 'text' stands for "
-    "its ASCII bytes: \"70(57(6299...) 5F20('SAMPLE/ALEX'))\". Status words: 6A82 no such file or "
+    "data again and again, always with 61xx. \"answer_ms\": the card's time over each APDU, 0 to 60000 ms "
+    "(default 0), by which the reader's reply to it comes later. Bytes of an FCI, a record, a file, a GPO "
+    "answer or a canned answer are hex in which TAG(...) is a TLV element whose length is worked out and "
+    "'text' stands for its ASCII bytes: \"70(57(6299...) 5F20('SAMPLE/ALEX'))\". Status words: 6A82 no such file or "
     "application, 6A83 no such record, 6A86 wrong P1 P2, 6B00 offset beyond the file, 6981 wrong file "
     "structure, 6985 GPO outside an application or GET RESPONSE with nothing held, 6986 no current EF, "
     "6700 wrong length, 6D00 unknown instruction, 6E00 unknown class.";
@@ -199,6 +200,8 @@ CpuCardSetup cpu_card_of(const Json& card, const std::string& where) {
         setup.response_chunk = count_of(card["response_chunk"], where + ".response_chunk", 1, kMaxShortAnswer);
     if (card.contains("wrong_le_6c")) setup.wrong_le_6c = flag_of(card["wrong_le_6c"], where + ".wrong_le_6c");
     if (card.contains("endless_61")) setup.endless_61 = flag_of(card["endless_61"], where + ".endless_61");
+    if (card.contains("answer_ms"))
+        setup.answer_ms = static_cast<std::uint32_t>(count_of(card["answer_ms"], where + ".answer_ms", 0, 60000));
     return setup;
 }
 

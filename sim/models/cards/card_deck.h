@@ -17,7 +17,7 @@ namespace vnrsim {
 
 // A CPU card's keys in a card object, beside "kind" and the keys of the model that holds it.
 inline constexpr std::string_view kCpuCardKeys[] = {"master",         "applications", "answers",   "answers_by_61",
-                                                    "response_chunk", "wrong_le_6c",  "endless_61"};
+                                                    "response_chunk", "wrong_le_6c",  "endless_61", "answer_ms"};
 
 // What the CPU card's keys mean, for the help of the models that hold such cards.
 extern const std::string_view kCpuCardHelp;

@@ -41,6 +41,10 @@
 //   endless_61     hostile: as answers_by_61, but GET RESPONSE never ends: it hands out the held data
 //                  over and over, always with 61xx.
 // Without them, an answer goes out whole behind a shorter Le, cut to a shorter Le.
+//
+// Answer time: answer_ms is how long the card takes over each APDU. The card itself answers at once;
+// the model that carries its APDUs holds the reader's reply back that long (late_answer.h), so that a
+// host sees a card's own time on top of the wire's.
 #pragma once
 
 #include <cstddef>
@@ -106,6 +110,7 @@ struct CpuCardSetup {
     std::size_t response_chunk = kMaxShortAnswer;  // 1 to 256: the most one GET RESPONSE delivers
     bool wrong_le_6c = false;
     bool endless_61 = false;
+    std::uint32_t answer_ms = 0;  // the card's time over each APDU, 0 to 60000
 };
 
 class CpuCard {

@@ -114,6 +114,18 @@ Answer ContactModel::apdu(std::uint8_t slot, std::span<const std::uint8_t> apdu)
     return {0, cpu->cpu.apdu(apdu)};
 }
 
+std::optional<Answer> ContactModel::answer_at(std::span<const std::uint8_t> command, Clock::time_point now) {
+    const bool apdu = command.size() > 3 && command[0] == kGroup && command[1] == kApdu;
+    if (apdu && command[2] == kFieldCard && sibling("contactless")) return std::nullopt;
+    std::chrono::milliseconds delay{0};
+    if (apdu && command[2] < kContactSlots && card_present(command[2]) && slots_[command[2]].powered)
+        if (const auto* cpu = std::get_if<ContactCpuCard>(&cards_[*slots_[command[2]].card].card))
+            delay = std::chrono::milliseconds(cpu->cpu.setup().answer_ms);
+    std::optional<Answer> out = answer(command);
+    if (!out || !apdu || out->status != 0) return out;
+    return late_.hold(std::move(*out), now, delay);
+}
+
 std::optional<Answer> ContactModel::answer(std::span<const std::uint8_t> command) {
     if (command.size() < 3) return std::nullopt;
     const std::uint8_t group = command[0], operation = command[1];

@@ -32,6 +32,7 @@
 #include <vector>
 
 #include "models/cards/cpu_card.h"
+#include "models/cards/late_answer.h"
 #include "models/contact/card_1604.h"
 #include "models/contact/contact_status.h"
 #include "models/contact/memory_card.h"
@@ -69,6 +70,11 @@ public:
     const ModelHelp& help() const override;
     void load(const nlohmann::json& section, const std::filesystem::path& folder) override;
     std::optional<Answer> answer(std::span<const std::uint8_t> command) override;
+    // An APDU to a CPU card with an answer time is answered that much later; the contactless card's
+    // APDUs (slot FF) are left to the sibling "contactless", which the reader asks next.
+    std::optional<Answer> answer_at(std::span<const std::uint8_t> command, Clock::time_point now) override;
+    Answer settle(Clock::time_point now) override { return late_.settle(now); }
+    void abandon() override { late_.drop(); }
     std::string control(const ControlLine& line) override;
     void clear_failures() override;
     std::vector<std::string> failures() const override;
@@ -103,6 +109,7 @@ private:
     std::vector<ContactCard> cards_;
     std::array<ContactSlot, kContactSlots> slots_{};
     std::uint8_t sam_slots_ = kDefaultSamSlots;
+    LateAnswer late_;  // an APDU's answer held back for the card's answer time
 };
 
 }  // namespace vnrsim

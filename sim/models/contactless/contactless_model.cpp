@@ -142,6 +142,17 @@ std::variant<Kind*, std::uint16_t> ContactlessModel::active_as() {
     return kRfWrongCardKind;
 }
 
+std::optional<Answer> ContactlessModel::answer_at(std::span<const std::uint8_t> command, Clock::time_point now) {
+    const bool apdu = command.size() > 3 && command[0] == kGroup && command[1] == kApdu && command[2] == kFieldCard;
+    std::chrono::milliseconds delay{0};
+    if (apdu && active_ && !pull_)
+        if (const auto* cpu = std::get_if<RfCpuCard>(&cards_[*active_].card))
+            delay = std::chrono::milliseconds(cpu->cpu.setup().answer_ms);
+    std::optional<Answer> out = answer(command);
+    if (!out || !apdu || out->status != 0) return out;
+    return late_.hold(std::move(*out), now, delay);
+}
+
 std::optional<Answer> ContactlessModel::answer(std::span<const std::uint8_t> command) {
     if (command.size() < 2) return std::nullopt;
     const std::uint8_t group = command[0], operation = command[1];

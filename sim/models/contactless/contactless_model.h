@@ -37,6 +37,7 @@
 #include <vector>
 
 #include "models/cards/cpu_card.h"
+#include "models/cards/late_answer.h"
 #include "models/contactless/contactless_status.h"
 #include "models/contactless/mifare_card.h"
 #include "models/contactless/page_tag.h"
@@ -68,6 +69,10 @@ public:
     const ModelHelp& help() const override;
     void load(const nlohmann::json& section, const std::filesystem::path& folder) override;
     std::optional<Answer> answer(std::span<const std::uint8_t> command) override;
+    // An APDU to a CPU card with an answer time is answered that much later.
+    std::optional<Answer> answer_at(std::span<const std::uint8_t> command, Clock::time_point now) override;
+    Answer settle(Clock::time_point now) override { return late_.settle(now); }
+    void abandon() override { late_.drop(); }
     std::string control(const ControlLine& line) override;
     void clear_failures() override { pull_ = false; }
     std::vector<std::string> failures() const override;
@@ -104,6 +109,7 @@ private:
     std::optional<std::size_t> active_;  // index into cards_
     bool field_on_ = true;
     bool pull_ = false;
+    LateAnswer late_;  // an APDU's answer held back for the card's answer time
 };
 
 }  // namespace vnrsim
