@@ -3,9 +3,9 @@
 #   lib/        libvnr_32.so.1.0.0 with its links libvnr_32.so.1 (SONAME) and libvnr_32.so, and libGetInfo.so
 #               beside it, where the library looks for its photo decoder when the loader's search finds none;
 #               Windows: the import library libvnr_32.dll.a and vnr_32.def (the DLLs go to bin/)
-#   lib/cmake/vnr32/         find_package(vnr32) gives the imported target vnr32::vnr_32
+#   lib/cmake/vnr32/         find_package(vnr32) gives the imported targets vnr32::vnr_32 and vnr32::vnr_emv
 #   lib/pkgconfig/vnr_32.pc  pkg-config --cflags --libs vnr_32
-#   include/    vnr_32.h
+#   include/    vnr_32.h, vnr_emv.h (with libvnr_emv.so.1 in lib/, the complete EMV read, and vnr_emv.pc)
 #   bin/        vnr, vnr-sim (Linux), vnr.exe, vnr_32.dll and GetInfo.dll (Windows)
 #   lib/udev/rules.d/70-vnr32.rules   access to a USB reader for the user at the seat (VNR_UDEV_RULES_DIR)
 #   share/man/  vnr(1), vnr-sim(1), vnr_32(3) (doc/)
@@ -29,6 +29,14 @@ install(TARGETS vnr_32 EXPORT vnr32Targets
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(FILES ${PROJECT_SOURCE_DIR}/include/vnr_32.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+# The complete EMV read of bank cards, a library of its own on vnr_32 (vnr32::vnr_emv, vnr_emv.pc).
+if(TARGET vnr_emv)
+  install(TARGETS vnr_emv EXPORT vnr32Targets
+          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+          RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+          ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  install(FILES ${PROJECT_SOURCE_DIR}/include/vnr_emv.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+endif()
 if(TARGET GetInfo)
   install(TARGETS GetInfo LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
           ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
@@ -57,7 +65,11 @@ install(CODE "
   set(VNR_PC_LIBDIR \"${CMAKE_INSTALL_LIBDIR}\")
   set(VNR_PC_INCLUDEDIR \"${CMAKE_INSTALL_INCLUDEDIR}\")
   set(PROJECT_VERSION \"${PROJECT_VERSION}\")
-  configure_file(\"${PROJECT_SOURCE_DIR}/packaging/vnr_32.pc.in\" \"${PROJECT_BINARY_DIR}/vnr_32.pc\" @ONLY)")
+  configure_file(\"${PROJECT_SOURCE_DIR}/packaging/vnr_32.pc.in\" \"${PROJECT_BINARY_DIR}/vnr_32.pc\" @ONLY)
+  configure_file(\"${PROJECT_SOURCE_DIR}/packaging/vnr_emv.pc.in\" \"${PROJECT_BINARY_DIR}/vnr_emv.pc\" @ONLY)")
 install(FILES ${PROJECT_BINARY_DIR}/vnr_32.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+if(TARGET vnr_emv)
+  install(FILES ${PROJECT_BINARY_DIR}/vnr_emv.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endif()
 
 add_subdirectory(${PROJECT_SOURCE_DIR}/doc ${PROJECT_BINARY_DIR}/doc)

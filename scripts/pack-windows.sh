@@ -15,7 +15,7 @@ rm -rf "$stage" && mkdir -p "$stage/include"
 for arch in x86_64 i686; do
   case $arch in x86_64) dir=build-win64 ;; i686) dir=build-win32 ;; esac
   cmake --install "$top/$dir" --prefix "$stage/$arch" --strip >/dev/null
-  mv "$stage/$arch/include/vnr_32.h" "$stage/include/" && rmdir "$stage/$arch/include"
+  mv "$stage/$arch"/include/*.h "$stage/include/" && rmdir "$stage/$arch/include"
   # Its prefix is this staging folder's: of no use where the zip is unpacked.
   rm -rf "$stage/$arch/lib/pkgconfig"
 done
