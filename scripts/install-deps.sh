@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building and testing need, only those that are missing.
-#   scripts/install-deps.sh [linux|all]   linux: the Linux build, simulator and tests; all: also the
-#                                         Windows cross-compilers and Wine (default)
+#   scripts/install-deps.sh [linux|all] [ship]   linux: the Linux build, simulator and tests; all: also the
+#                                         Windows cross-compilers and Wine (default), and what ship names;
+#                                         ship: the install, package, Python, man page, cross (i686, aarch64)
+#                                         and virtual machine stages of scripts/test.sh
 set -euo pipefail
 
 packages=(build-essential cmake ninja-build binutils googletest libgtest-dev libgmock-dev libbenchmark-dev libssl-dev
@@ -14,6 +16,10 @@ packages=(build-essential cmake ninja-build binutils googletest libgtest-dev lib
           libfreetype-dev libfontconfig-dev xfonts-wqy fonts-arphic-uming)
 if [ "${1:-all}" = all ]; then
   packages+=(mingw-w64 wine64 jq)
+fi
+if [ "${1:-all}" = all ] || [ "${2:-}" = ship ]; then
+  packages+=(help2man pandoc man-db lintian dpkg-dev python3-venv clang-16 g++-i686-linux-gnu g++-aarch64-linux-gnu
+             qemu-user qemu-system-x86 busybox-static cpio)
 fi
 
 missing=()

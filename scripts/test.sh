@@ -6,9 +6,13 @@
 #   2. the same tests in an address+undefined sanitizer build and in a thread sanitizer build (there the
 #      robustness tests' thread counts at a tenth, and their measured waits allowed 80 ms for the
 #      sanitizer's own slowness instead of 30), and the soak under valgrind (scripts/soak.sh);
-#   3. every fuzz target for 30 s from its corpus (scripts/fuzz.sh, a clang build), each counted as a test;
-#   4. the Windows DLLs (x86_64 and i686) cross-built, their export tables checked, and the x86_64
-#      DLL's serial-road tests run under Wine against the simulator.
+#   3. every fuzz target from its corpus (scripts/fuzz.sh, a clang build), each counted as a test;
+#   4. the install tree with examples/consumer built against it both ways and the man pages; the Python
+#      binding; the Debian package (lintian, dpkg -i, use, dpkg -r); the tests of an i686 (clang) and an
+#      aarch64 (qemu) cross build; the hidraw and uhid tests and vnr doctor in a virtual machine;
+#   5. the Windows DLLs (x86_64 and i686) cross-built, their export tables checked, and the x86_64
+#      DLL's serial-road tests run under Wine against the simulator; the Windows zip.
+# The Linux build and the cross builds treat warnings as errors (VNR_WERROR).
 # Ends with one line "total: N passed, N failed"; exits non-zero on any failure.
 #   scripts/test.sh [--linux-only]
 set -uo pipefail
@@ -46,15 +50,28 @@ build() {  # build DIR [cmake options...]
   cmake -S "$top" -B "$dir" -G Ninja -DVNR_BUILD_TESTS=ON "$@" >/dev/null && cmake --build "$dir" -j2
 }
 
-step() { printf '\n==== %s\n' "$*"; }
+step() { printf '\n==== %s (at %d s)\n' "$*" "$SECONDS"; }
 
-if [ "$linux_only" -eq 1 ]; then "$top/scripts/install-deps.sh" linux; else "$top/scripts/install-deps.sh" all; fi || exit 1
+# Runs a check script that ends with the line "N passed, N failed" and adds its counts to the totals.
+run_counted() {  # run_counted NAME COMMAND...
+  local name=$1 log line p f; shift
+  log=$(mktemp)
+  "$@" 2>&1 | tee "$log"
+  line=$(grep -E "^[0-9]+ passed, [0-9]+ failed$" "$log" | tail -n 1)
+  rm -f "$log"
+  if [ -z "$line" ]; then failed=$((failed + 1)); stage_failed+=("$name"); return; fi
+  p=${line%% passed*}; f=${line#*passed, }; f=${f%% failed*}
+  passed=$((passed + p)); failed=$((failed + f))
+  [ "$f" -eq 0 ] || stage_failed+=("$name")
+}
+
+if [ "$linux_only" -eq 1 ]; then "$top/scripts/install-deps.sh" linux ship; else "$top/scripts/install-deps.sh" all; fi || exit 1
 
 step "Layering"
 if "$top/scripts/check-layering.sh"; then passed=$((passed + 1)); else failed=$((failed + 1)); stage_failed+=("layering"); fi
 
 step "Linux build and tests"
-if build build -DVNR_BUILD_BENCH=ON; then run_ctest linux build; else failed=$((failed + 1)); stage_failed+=("linux build"); fi
+if build build -DVNR_BUILD_BENCH=ON -DVNR_WERROR=ON; then run_ctest linux build; else failed=$((failed + 1)); stage_failed+=("linux build"); fi
 
 step "Static analysis"
 if "$top/scripts/static-analysis.sh" build; then passed=$((passed + 1)); else failed=$((failed + 1)); stage_failed+=("static analysis"); fi
@@ -70,20 +87,31 @@ if build build-tsan -DVNR_SANITIZE=thread -DCMAKE_BUILD_TYPE=Debug; then
   VNR_ROBUST_SCALE=0.1 VNR_WAIT_ALLOWANCE_MS=80 TSAN_OPTIONS=halt_on_error=1 run_ctest tsan build-tsan
 else failed=$((failed + 1)); stage_failed+=("tsan build"); fi
 
-step "Fuzzing: each target 30 s"
-log=$(mktemp)
-"$top/scripts/fuzz.sh" 30 2>&1 | tee "$log"
-line=$(grep -E "^fuzz: [0-9]+ passed, [0-9]+ failed$" "$log" | tail -n 1)
-if [ -n "$line" ]; then
-  p=${line#fuzz: }; p=${p%% passed*}; f=${line#*passed, }; f=${f%% failed*}
-  passed=$((passed + p)); failed=$((failed + f))
-  [ "$f" -eq 0 ] || stage_failed+=("fuzz")
-else
-  failed=$((failed + 1)); stage_failed+=("fuzz")
-fi
-rm -f "$log"
 step "Soak: plain, leak sanitizer and valgrind"
 if "$top/scripts/soak.sh"; then passed=$((passed + 1)); else failed=$((failed + 1)); stage_failed+=("soak"); fi
+
+step "Fuzzing: each target ${VNR_FUZZ_SECONDS:-30} s"
+run_counted fuzz bash -c '"$1" "$2" | sed -u "s/^fuzz: \([0-9]* passed\)/\1/"' _ "$top/scripts/fuzz.sh" "${VNR_FUZZ_SECONDS:-30}"
+
+step "Install tree, examples/consumer built against it (CMake and pkg-config), man pages"
+run_counted install "$top/scripts/install-test.sh" build
+
+step "Python binding: generated prototypes fresh, pip install, tests against the simulator"
+run_counted python "$top/scripts/python-test.sh" build
+
+step "Debian package: cpack, lintian, dpkg -i, use, dpkg -r/--purge"
+run_counted deb "$top/scripts/deb-test.sh" build
+
+# Unit and family tests (no sanitizer) of a 32-bit x86 build compiled by clang and an aarch64 build compiled
+# by GCC, both with warnings as errors; aarch64 under qemu-user.
+for arch in i686 aarch64; do
+  step "Linux $arch cross build and tests"
+  if "$top/scripts/cross-tests.sh" "$arch" >"build-$arch.log" 2>&1; then run_ctest "$arch" "build-$arch"
+  else tail -n 40 "build-$arch.log"; failed=$((failed + 1)); stage_failed+=("$arch build"); fi
+done
+
+step "The HID road on a real kernel: hidraw, uhid and vnr doctor in a virtual machine"
+run_counted vm "$top/scripts/vm-tests.sh" build
 
 if [ "$linux_only" -eq 0 ]; then
   step "Windows cross builds, export tables and the serial road under Wine"
@@ -102,6 +130,7 @@ if [ "$linux_only" -eq 0 ]; then
       failed=$((failed + 1)); stage_failed+=("wine")
     fi
     rm -f "$log"
+    if "$top/scripts/pack-windows.sh"; then passed=$((passed + 1)); else failed=$((failed + 1)); stage_failed+=("windows zip"); fi
   else
     failed=$((failed + 1)); stage_failed+=("windows build")
   fi

@@ -22,6 +22,7 @@ int mifare_command(int argc, char** argv);    // mifare_command.cpp
 int ntag_command(int argc, char** argv);      // ntag_command.cpp
 int card_kind_command(int argc, char** argv);  // card_kind_command.cpp
 int des_command(int argc, char** argv);        // des_command.cpp
+int doctor_command(int argc, char** argv);     // doctor_command.cpp
 int bank_command(int argc, char** argv);      // bank_command.cpp
 
 }  // namespace vnr::tool

@@ -86,6 +86,12 @@ constexpr Verb kVerbs[] = {
             "    encipher or decipher a message with the library's DES (8-byte key) or two-key triple DES (16-byte\n"
             "    key), block by block, a short last block filled with zeros; needs no reader",
      vnr::tool::des_command},
+    {"doctor", "doctor [--baud N]\n"
+               "    why the reader does not work and what to do: USB readers and who may open them (the udev rule,\n"
+               "    the node's permissions and ACL), the serial ports, whether a reader answers, the photo decoder,\n"
+               "    the fonts of card pictures, the GBK conversion and the log folder; one line a finding with its\n"
+               "    fix; exit status 0 when all is well, 1 when something is in the way",
+     vnr::tool::doctor_command},
     {"bank", "bank [--contactless] [--json] [--emv] [--full]\n"
              "    read a bank card's number and holder name (contact in slot 0, or --contactless in the field):\n"
              "    the number masked but its first and last four digits (--full: all of them), the name and the\n"

@@ -46,9 +46,9 @@ std::int16_t bytes_to_hex(const std::uint8_t* bytes, char* text, std::uint32_t c
 
 std::int16_t hex_to_bytes(const char* text, std::uint8_t* bytes, std::uint32_t count) noexcept {
     for (std::uint32_t i = 0; i < count; ++i) {
-        const int high = digit_value(text[2 * i]);
+        const int high = digit_value(text[2 * std::size_t{i}]);
         if (high < 0) return -1;
-        const int low = digit_value(text[2 * i + 1]);
+        const int low = digit_value(text[2 * std::size_t{i} + 1]);
         if (low < 0) return -1;
         bytes[i] = static_cast<std::uint8_t>(high << 4 | low);
     }
@@ -96,7 +96,7 @@ void afl_to_read_commands(std::string_view afl_entry, std::span<ReadCommand> com
     const unsigned p2 = (entry[0] & 0xF8u) | 0x04u;
     std::int32_t written = 0;
     for (unsigned record = entry[1]; record <= entry[2] && static_cast<std::size_t>(written) < commands.size(); ++record)
-        std::snprintf(commands[static_cast<std::size_t>(written++)].data(), kReadCommandRoom, "00B2%02x%02x00", record, p2);
+        (void)std::snprintf(commands[static_cast<std::size_t>(written++)].data(), kReadCommandRoom, "00B2%02x%02x00", record, p2);
     *count = written;
 }
 

@@ -62,11 +62,11 @@ std::string pdol_tag_value(std::string_view entry, std::uint32_t length, std::in
             case Value::fixed:
                 return std::string(row.text);
             case Value::amount:
-                std::snprintf(text, sizeof text, "%012d", static_cast<int>(amount));
+                (void)std::snprintf(text, sizeof text, "%012d", static_cast<int>(amount));
                 return text;
             case Value::date: {
                 const platform::LocalTime now = platform::local_time();
-                std::snprintf(text, sizeof text, "%02d%02d%02d", now.year % 100, now.month, now.day);
+                (void)std::snprintf(text, sizeof text, "%02d%02d%02d", now.year % 100, now.month, now.day);
                 return text;
             }
             case Value::type:
@@ -101,7 +101,7 @@ bool build_gpo_command(std::string_view pdol_text, std::int32_t amount, std::str
     const std::size_t length = data.size() / 2;
     if (length > kMaxPdolDataBytes) return false;
     char head[16] = {};
-    std::snprintf(head, sizeof head, "80A80000%02X83%02X", static_cast<unsigned>(length + 2), static_cast<unsigned>(length));
+    (void)std::snprintf(head, sizeof head, "80A80000%02X83%02X", static_cast<unsigned>(length + 2), static_cast<unsigned>(length));
     command_text = head + data;
     return true;
 }

@@ -56,7 +56,7 @@ std::optional<std::string> tag_value(const char* data, const char* tag) {
 std::optional<std::string> select_aid(const std::string& aid) {
     if (aid.empty() || aid.size() > 2 * kMaxAidBytes) return std::nullopt;
     char head[16] = {};
-    std::snprintf(head, sizeof head, "00A40400%02x", static_cast<unsigned>(aid.size() / 2));
+    (void)std::snprintf(head, sizeof head, "00A40400%02x", static_cast<unsigned>(aid.size() / 2));
     return head + aid;
 }
 
@@ -65,7 +65,7 @@ std::string read_directory_record(const std::string& sfi_digits) {
     std::uint8_t first[2] = {};
     const unsigned sfi = hex_to_bytes(sfi_digits.c_str(), first, 1) == 0 ? first[0] : 0;
     char command[16] = {};
-    std::snprintf(command, sizeof command, "00B201%02x00", (sfi * 8 | 4) & 0xFFu);
+    (void)std::snprintf(command, sizeof command, "00B201%02x00", (sfi * 8 | 4) & 0xFFu);
     return command;
 }
 
@@ -130,7 +130,7 @@ std::int32_t read_card_by_records(std::int32_t icdev, std::int32_t card_type, ch
     int hits = 0;
     for (std::uint8_t record = 1; record <= kLastRecordOfSfi1; ++record) {
         char command[16] = {};
-        std::snprintf(command, sizeof command, "00B2%02x0C00", static_cast<unsigned>(record));
+        (void)std::snprintf(command, sizeof command, "00B2%02x0C00", static_cast<unsigned>(record));
         if (send(command, card_type, answer) != 0) return fail(message, Message::card_number);
         const std::size_t length = std::strlen(answer.data());
         if (length <= 4) {

@@ -7,9 +7,8 @@ namespace vnr::idcard {
 
 namespace {
 
-// Length field, SW1 to SW3, then the lengths of the parts: text and photo, and fingerprint data.
+// Length field, SW1 to SW3, then the lengths of the text and the photo.
 constexpr std::size_t kTextAndPhotoHead = kModuleHead + 4;
-constexpr std::size_t kWithFingerprintHead = kModuleHead + 6;
 
 }  // namespace
 

@@ -16,6 +16,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vnr::platform {
 
@@ -100,5 +101,10 @@ public:
     // corner (a blit with SRCPAINT); what lies outside the picture changes nothing.
     virtual void paint(const Picture& picture, int width, int height) = 0;
 };
+
+// The fonts that text on card pictures is drawn with, as a surface takes them: the face of the double-byte
+// characters first, then that of the single-byte ones when it is another. Linux: font files found through
+// fontconfig; Windows: the face name that GDI selects. Empty when no font serves: pictures then carry no text.
+std::vector<std::string> card_font_files();
 
 }  // namespace vnr::platform

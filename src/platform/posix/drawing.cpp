@@ -184,13 +184,14 @@ std::vector<FontFile> card_font_candidates() {
 struct SizedFace {
     FreeTypeFace face;
     int baseline = kUsualBaseline;
+    std::string path;  // the font file
 };
 
 // `file` at 12 pixels with a Unicode map: outlines scaled, or a bitmap-only face's 12-pixel strike.
 std::optional<SizedFace> open_sized(FT_Library library, const FontFile& file) {
     FT_Face raw_face = nullptr;
     if (FT_New_Face(library, file.path.c_str(), file.index, &raw_face) != 0) return std::nullopt;
-    SizedFace sized{FreeTypeFace{raw_face}};
+    SizedFace sized{FreeTypeFace{raw_face}, kUsualBaseline, file.path};
     FT_Face face = sized.face.get();
     if (FT_Select_Charmap(face, FT_ENCODING_UNICODE) != 0) return std::nullopt;
     if (FT_IS_SCALABLE(face)) {
@@ -247,6 +248,13 @@ public:
     // rows of a `width` x `height` surface), clipped to the cell and the surface.
     void draw(std::vector<std::uint8_t>& pixels, int width, int height, std::int64_t cell_x, std::int64_t cell_y,
               int cell_width, char32_t code_point) const;
+
+    // The files of the faces: the double-byte one, then the single-byte one when it is another.
+    std::vector<std::string> files() const {
+        std::vector<std::string> paths{wide_.path};
+        if (narrow_) paths.push_back(narrow_->path);
+        return paths;
+    }
 
 private:
     CardFont(FreeTypeLibrary library, SizedFace wide, std::optional<SizedFace> narrow)
@@ -315,6 +323,16 @@ const CardFont* card_font(const FontGuard&) {
     static const std::unique_ptr<CardFont> font = CardFont::load();
     return font.get();
 }
+
+}  // namespace
+
+std::vector<std::string> card_font_files() {
+    const FontGuard guard;
+    const CardFont* font = card_font(guard);
+    return font != nullptr ? font->files() : std::vector<std::string>{};
+}
+
+namespace {
 
 // One character of a GBK text: its code point (nullopt when the bytes are no character) and the
 // width of its cell.

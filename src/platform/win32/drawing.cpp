@@ -384,4 +384,19 @@ std::unique_ptr<Surface> Surface::create(int width, int height) {
     return surface;
 }
 
+std::vector<std::string> card_font_files() {
+    const MemoryDc dc(nullptr);
+    if (!dc.get()) return {};
+    const UniqueFont font = make_card_font(dc.get());
+    if (!font) return {};
+    wchar_t face[LF_FACESIZE] = {};
+    {
+        const Selection in(dc.get(), font.get());
+        if (in) ::GetTextFaceW(dc.get(), LF_FACESIZE, face);
+    }
+    char utf8[LF_FACESIZE * 4] = {};
+    if (::WideCharToMultiByte(CP_UTF8, 0, face, -1, utf8, sizeof utf8, nullptr, nullptr) <= 1) return {};
+    return {utf8};
+}
+
 }  // namespace vnr::platform

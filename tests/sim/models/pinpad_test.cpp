@@ -81,7 +81,9 @@ TEST(PinPadModel, AReadWaitsForThePersonTheScriptOrItsTimeOut) {
         const auto start = t0 + 10s * i;
         ASSERT_EQ(ask(reader, "C5 05 00 1B 49", start).first, 0xFFFF) << i;
         EXPECT_TRUE(reader.poll(start + after - 1ms).empty()) << i;
-        if (line) EXPECT_EQ(control.execute(line).rfind("ok pinpad", 0), 0u) << line;
+        if (line) {
+            EXPECT_EQ(control.execute(line).rfind("ok pinpad", 0), 0u) << line;
+        }
         EXPECT_EQ(reply_of(reader.poll(start + after)), std::make_pair(status, data)) << i;
     }
     EXPECT_EQ(control.execute("pinpad type 4321"), "ok pinpad PIN 4321 held for the next read");
