@@ -70,6 +70,7 @@ struct Slot {
 struct Reader {
     std::mutex mutex;      // guards everything below, and is held over each call into the library
     std::int32_t icdev = 0;
+    unsigned open_slots = 0;  // pcscd opens and closes a channel for each slot: one bit each
     std::array<Slot, kSlots> slots;
 };
 
@@ -165,19 +166,23 @@ RESPONSECODE copy_out(std::span<const std::uint8_t> value, PDWORD length, PUCHAR
 }
 
 RESPONSECODE open_channel(DWORD lun, const Road& road, const char* name) {
-    if (reader_index(lun) >= kMaxReaders) return IFD_COMMUNICATION_ERROR;
+    if (reader_index(lun) >= kMaxReaders || slot_index(lun) >= kSlots) return IFD_COMMUNICATION_ERROR;
+    if (const auto open = reader_of(lun)) {  // a further slot of a reader already open shares its handle
+        const std::lock_guard lock(open->mutex);
+        open->open_slots |= 1u << slot_index(lun);
+        return IFD_SUCCESS;
+    }
     auto reader = std::make_shared<Reader>();
+    reader->open_slots = 1u << slot_index(lun);
     reader->icdev = road.usb ? device_open_name("USB", 0, 0) : device_open_name("COM", road.port, road.baud);
     if (reader->icdev < 2) {
         log_line(PCSC_LOG_ERROR, "%s: no reader answers (%d)", name, reader->icdev);
         return reader->icdev < 0 ? ifd_code(reader->icdev, IFD_COMMUNICATION_ERROR) : IFD_NO_SUCH_DEVICE;
     }
-    std::shared_ptr<Reader> old;
     {
         const std::lock_guard lock(table_mutex);
-        old = std::exchange(readers[reader_index(lun)], reader);
+        readers[reader_index(lun)] = reader;
     }
-    if (old) device_close(old->icdev);  // a channel opened twice without a close: the new one stands
     log_line(PCSC_LOG_INFO, "%s: reader open on %s (handle %d, %lu slots)", name,
              road.usb ? "USB" : ("COM" + std::to_string(road.port + 1)).c_str(), reader->icdev, kSlots);
     return IFD_SUCCESS;
@@ -205,15 +210,17 @@ RESPONSECODE IFDHCreateChannel(DWORD Lun, DWORD Channel) {
 }
 
 RESPONSECODE IFDHCloseChannel(DWORD Lun) {
-    std::shared_ptr<Reader> reader;
-    if (reader_index(Lun) < kMaxReaders) {
-        const std::lock_guard lock(table_mutex);
-        reader = std::exchange(readers[reader_index(Lun)], nullptr);
-    }
-    if (!reader) return IFD_SUCCESS;  // the reader's other slots close with the first
+    const auto reader = reader_of(Lun);
+    if (!reader) return IFD_SUCCESS;
+    const DWORD slot = slot_index(Lun);
     const std::lock_guard lock(reader->mutex);
-    for (DWORD slot = 0; slot < kSlots; ++slot)
-        if (reader->slots[slot].powered) power_down(*reader, slot);
+    if (reader->slots[slot].powered) power_down(*reader, slot);
+    reader->open_slots &= ~(1u << slot);
+    if (reader->open_slots != 0) return IFD_SUCCESS;  // the reader's last slot closes its handle
+    {
+        const std::lock_guard table_lock(table_mutex);
+        readers[reader_index(Lun)] = nullptr;
+    }
     device_close(reader->icdev);
     reader->icdev = 0;
     log_line(PCSC_LOG_INFO, "reader %lu closed", reader_index(Lun));
@@ -346,6 +353,6 @@ RESPONSECODE IFDHICCPresence(DWORD Lun) {
 RESPONSECODE IFDHControl(DWORD Lun, DWORD dwControlCode, PUCHAR TxBuffer, DWORD TxLength, PUCHAR RxBuffer,
                          DWORD RxLength, LPDWORD pdwBytesReturned) {
     if (pdwBytesReturned != nullptr) *pdwBytesReturned = 0;
-    log_line(PCSC_LOG_INFO, "control code 0x%lX is not supported", dwControlCode);
+    log_line(PCSC_LOG_DEBUG, "control code 0x%lX is not supported", dwControlCode);
     return IFD_ERROR_NOT_SUPPORTED;
 }

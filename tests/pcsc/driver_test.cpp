@@ -165,6 +165,12 @@ TEST_F(Driver, PresencePollsLeaveAPoweredCardsSessionAlone) {
     EXPECT_EQ(rest.size(), first[1] + 2u);  // the card still held its answer
     EXPECT_EQ(rest.back(), 0x00);
 
+    const auto apdus_start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 20; ++i) transmit(kContact, {0x00, 0xA4, 0x04, 0x00, 0x02, 0x3F, 0x00});
+    const auto per_apdu = (std::chrono::steady_clock::now() - apdus_start) / 20;
+    std::printf("direct APDU round trip: %lld us\n",
+                static_cast<long long>(std::chrono::duration_cast<std::chrono::microseconds>(per_apdu).count()));
+
     control("contactless put pay");
     EXPECT_EQ(power_up(kField), (Bytes{0x3B, 0x80, 0x80, 0x01, 0x01}));
     const std::size_t field_before = reader_.commands_received().size();
