@@ -12,6 +12,8 @@ packages=(build-essential cmake ninja-build binutils googletest libgtest-dev lib
           clang libclang-rt-14-dev
           # static analysis and the soak under valgrind
           clang-tidy cppcheck valgrind
+          # the PC/SC driver and its clients
+          pcscd libpcsclite-dev pcsc-tools opensc python3-pyscard
           # text on card pictures: FreeType and fontconfig, a 12-pixel Song bitmap font and AR PL UMing
           libfreetype-dev libfontconfig-dev xfonts-wqy fonts-arphic-uming)
 if [ "${1:-all}" = all ]; then

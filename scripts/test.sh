@@ -9,7 +9,8 @@
 #   3. every fuzz target from its corpus (scripts/fuzz.sh, a clang build), each counted as a test;
 #   4. the install tree with examples/consumer built against it both ways and the man pages; the Python
 #      binding; the Debian package (lintian, dpkg -i, use, dpkg -r); the tests of an i686 (clang) and an
-#      aarch64 (qemu) cross build; the hidraw and uhid tests and vnr doctor in a virtual machine;
+#      aarch64 (qemu) cross build; the hidraw and uhid tests and vnr doctor in a virtual machine; the PC/SC
+#      driver under pcscd with pcsc_scan, opensc-tool and pyscard (scripts/pcsc-tests.sh);
 #   5. the Windows DLLs (x86_64 and i686) cross-built, their export tables checked, and the x86_64
 #      DLL's serial-road tests run under Wine against the simulator; the Windows zip.
 # The Linux build and the cross builds treat warnings as errors (VNR_WERROR).
@@ -101,6 +102,9 @@ run_counted python "$top/scripts/python-test.sh" build
 
 step "Debian package: cpack, lintian, dpkg -i, use, dpkg -r/--purge"
 run_counted deb "$top/scripts/deb-test.sh" build
+
+step "PC/SC: the driver under pcscd with pcsc_scan, opensc-tool and pyscard"
+LONG_RUN_S=${VNR_PCSC_LONG_RUN_S:-60} run_counted pcsc "$top/scripts/pcsc-tests.sh" build
 
 # Unit and family tests (no sanitizer) of a 32-bit x86 build compiled by clang and an aarch64 build compiled
 # by GCC, both with warnings as errors; aarch64 under qemu-user.
