@@ -94,7 +94,7 @@ TEST(DeviceNames, EachFormReachesItsRoad) {
         {"com1:9600", true, false, 0, 9600},
         {"/dev/ttyS4:38400", true, false, 4, 38400},
         {"/dev/null", true, false, 2, 115200},  // through the COM3 link
-        {"COM33", false}, {"/dev/ttyUSB7", false}, {"COM1:fast", false},
+        {"COM33", false, false, 0, 0}, {"/dev/ttyUSB7", false, false, 0, 0}, {"COM1:fast", false, false, 0, 0},
     };
     for (const auto& c : cases) {
         const auto road = vnr::pcsc::road_of(c.name);
