@@ -1,5 +1,5 @@
 // The hidraw backend: enumeration; open, transfers and close against a stand-in for the kernel's hidraw
-// ioctls; and, where the kernel offers /dev/uhid, the same end to end against a virtual reader.
+// ioctls. The same backend against a real kernel's uhid readers is tests/vm's.
 #include "platform/hid_device.h"
 #include "platform/posix/hidraw_nodes.h"
 #include "platform/posix/unique_fd.h"
@@ -8,8 +8,7 @@
 
 #include <fcntl.h>
 #include <linux/hidraw.h>
-#include <linux/uhid.h>
-#include <poll.h>
+#include <linux/input.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -18,10 +17,8 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
-#include <deque>
 #include <filesystem>
 #include <fstream>
-#include <thread>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -212,80 +209,6 @@ TEST(HidrawNodes, NodesComeByNumberAndOtherEntriesAreIgnored) {
     EXPECT_EQ(hidraw_nodes(dir.path.string()),
               (std::vector<std::string>{"/dev/hidraw0", "/dev/hidraw2", "/dev/hidraw7", "/dev/hidraw10"}));
     EXPECT_TRUE(hidraw_nodes((dir.path / "missing").string()).empty());
-}
-
-// A virtual reader behind the uhid descriptor `fd`, until `stop`: each feature report 6 that is set is
-// queued and given back by the next get of report 6; a get with nothing queued is refused.
-void serve_virtual_reader(int fd, const std::stop_token& stop) {
-    std::deque<Bytes> queued;
-    while (!stop.stop_requested()) {
-        pollfd watch{fd, POLLIN, 0};
-        uhid_event event{}, reply{};
-        if (::poll(&watch, 1, 50) <= 0 || ::read(fd, &event, sizeof event) <= 0) continue;
-        if (event.type == UHID_SET_REPORT) {
-            const auto& set = event.u.set_report;
-            const bool taken = set.rtype == UHID_FEATURE_REPORT && set.rnum == kReportId;
-            if (taken) queued.emplace_back(set.data, set.data + std::min<std::uint16_t>(set.size, UHID_DATA_MAX));
-            reply.type = UHID_SET_REPORT_REPLY;
-            reply.u.set_report_reply = {set.id, std::uint16_t(taken ? 0 : EIO)};
-        } else if (event.type == UHID_GET_REPORT) {
-            auto& answer = reply.u.get_report_reply;
-            reply.type = UHID_GET_REPORT_REPLY;
-            answer.id = event.u.get_report.id;
-            answer.err = EIO;
-            if (event.u.get_report.rnum == kReportId && !queued.empty()) {
-                answer.err = 0;
-                answer.size = std::uint16_t(queued.front().size());
-                std::memcpy(answer.data, queued.front().data(), answer.size);
-                queued.pop_front();
-            }
-        } else {
-            continue;  // start, open, close, output: nothing to answer
-        }
-        [[maybe_unused]] const ssize_t written = ::write(fd, &reply, sizeof reply);
-    }
-}
-
-TEST(HidrawUhid, VirtualReaderEndToEnd) {
-    UniqueFd uhid{::open("/dev/uhid", O_RDWR | O_CLOEXEC)};
-    if (!uhid) GTEST_SKIP() << "/dev/uhid cannot be opened here: " << std::strerror(errno);
-    install_hid_provider(nullptr);
-    const std::string name = "vnr32 test reader " + std::to_string(::getpid());
-    uhid_event create{};
-    create.type = UHID_CREATE2;
-    std::snprintf(reinterpret_cast<char*>(create.u.create2.name), sizeof create.u.create2.name, "%s", name.c_str());
-    create.u.create2.rd_size = std::uint16_t(kReaderDescriptor.size());
-    create.u.create2.bus = BUS_USB;
-    create.u.create2.vendor = kVendor;
-    create.u.create2.product = kProduct;
-    std::memcpy(create.u.create2.rd_data, kReaderDescriptor.data(), kReaderDescriptor.size());
-    ASSERT_EQ(::write(uhid.get(), &create, sizeof create), ssize_t(sizeof create));
-    // Stopped and joined before the descriptor closes, which takes the device away.
-    std::jthread service([fd = uhid.get()](std::stop_token stop) { serve_virtual_reader(fd, stop); });
-
-    // The node of our device, found through the backend's own enumeration once the kernel made it.
-    std::string path;
-    std::unique_ptr<HidDevice> device;
-    for (int tries = 0; !device && tries < 100; ++tries) {
-        for (unsigned index = 0; !device && hid_interface_path(index, path); ++index) {
-            std::ifstream uevent(std::string(kHidrawClassDir) + "/" + fs::path(path).filename().string() + "/device/uevent");
-            for (std::string line; std::getline(uevent, line);)
-                if (line == "HID_NAME=" + name) device = open_node(path);
-        }
-        if (!device) std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    ASSERT_TRUE(device) << "no hidraw node appeared for the uhid device";
-    ASSERT_EQ(device->feature_report_length(), kReportLength);
-
-    Bytes in = report_of(0);
-    EXPECT_FALSE(device->get_feature(in)) << "nothing queued: not ready";
-    const Bytes out = report_of(0x20);
-    ASSERT_TRUE(device->set_feature(out));
-    ASSERT_TRUE(device->get_feature(in));
-    EXPECT_EQ(in, out);
-    EXPECT_FALSE(open_node(path)) << "held exclusively";
-    EXPECT_TRUE(device->close());
-    EXPECT_TRUE(open_node(path));
 }
 
 }  // namespace
