@@ -1,15 +1,12 @@
 // The exported DES functions: which lengths they take, exactly which bytes of `dst` they write (a
-// sentinel marks the rest), what those bytes are (the engine over the zero-filled message), how the
-// functions relate, and their log lines.
+// sentinel marks the rest), what those bytes are (the engine over the zero-filled message), the
+// rf pair in place, and their log lines.
 #include "crypto/des.h"
-#include "support/temp_prefix.h"
+#include "support/sim_reader.h"
 #include "vnr_32.h"
-#include "vnrsim/deck.h"
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <vector>
 
@@ -86,33 +83,13 @@ TEST(RfFamily, EveryLengthWritesWholeBlocksAndReturnsZero) {
     }
 }
 
-TEST(Cipher, AgreementsBetweenTheFunctions) {
-    const Bytes message = message_of(16);
-    Bytes a(16), b(16);
-    // rf_*: three bytes come back with five zero bytes; in place works.
+// In place: three bytes come back with five zero bytes behind them.
+TEST(RfFamily, WorksInPlace) {
     Bytes in_place = message_of(3);
     in_place.resize(8, kUntouched);
     rf_encrypt(kKey.data(), in_place.data(), 3, in_place.data());
     rf_decrypt(kKey.data(), in_place.data(), 8, in_place.data());
     EXPECT_EQ(in_place, (Bytes{7, 36, 65, 0, 0, 0, 0, 0}));
-    // des3 with K1 = K2 is des under K1; rf_encrypt and des_encrypt agree on a block.
-    Bytes same_halves(kKey.begin(), kKey.begin() + 8);
-    same_halves.insert(same_halves.end(), kKey.begin(), kKey.begin() + 8);
-    des3_encrypt(same_halves.data(), message.data(), 16, a.data());
-    des_encrypt(kKey.data(), message.data(), 16, b.data());
-    EXPECT_EQ(a, b);
-    rf_encrypt(kKey.data(), message.data(), 8, a.data());
-    EXPECT_TRUE(std::equal(a.begin(), a.begin() + 8, b.begin()));
-}
-
-std::string log_text(const vnr::test::TempPrefix& prefix) {
-    std::string log;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(prefix.log_root()))
-        if (entry.is_regular_file()) {
-            std::ifstream in(entry.path(), std::ios::binary);
-            log.append(std::istreambuf_iterator<char>(in), {});
-        }
-    return log;
 }
 
 TEST(Cipher, EntryAndResultLinesForTheDesFamilyAndNoneForRf) {
@@ -132,7 +109,7 @@ TEST(Cipher, EntryAndResultLinesForTheDesFamilyAndNoneForRf) {
     rf_decrypt(kKey.data(), kKey.data(), 8, dst.data());
     // Each line is "YYYY-MM-DD hh:mm:ss:mmmm | text": drop the 24-character time heads.
     std::string lines;
-    std::istringstream log(log_text(prefix));
+    std::istringstream log(vnr::test::log_text(prefix));
     for (std::string line; std::getline(log, line);) lines += line.substr(24) + "\n";
     EXPECT_EQ(lines, expected);
 }
