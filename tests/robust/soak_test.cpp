@@ -6,7 +6,6 @@
 
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -72,9 +71,6 @@ TEST_P(Soak, OpenEveryFamilyCloseLeavesFilesAndMemoryAsTheyWere) {
     if (cycles <= warm_up) files_before = open_files(), resident_before = resident_mib();
     const std::size_t files_after = open_files();
     const double resident_after = resident_mib();
-    std::printf("soak | %-6s | %d cycles: %d failures; open files %zu -> %zu; resident %.2f -> %.2f MiB\n",
-                GetParam() == Link::serial ? "serial" : "hid", cycles, failures, files_before, files_after,
-                resident_before, resident_after);
     EXPECT_EQ(failures, 0);
     EXPECT_EQ(files_after, files_before);
     if (!memory_is_watched()) {

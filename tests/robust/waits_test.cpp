@@ -1,11 +1,10 @@
 // Every kind of wait against the time it is given. Each case sits through one real wait, measured from
 // the call to its return: never shorter than the time given (strictly), and longer by at most 20 ms plus
 // an allowance for a loaded machine, VNR_WAIT_ALLOWANCE_MS (default 30: a busy 2-core machine now and
-// then wakes a thread tens of milliseconds late). Each measurement is printed.
+// then wakes a thread tens of milliseconds late).
 #include "robust/robust_support.h"
 
 #include <chrono>
-#include <cstdio>
 #include <ostream>
 #include <vector>
 
@@ -103,8 +102,6 @@ TEST_P(Waits, LastNoShorterThanGivenAndAtMostTwentyMillisecondsLonger) {
     const auto start = std::chrono::steady_clock::now();
     const int status = c.call(*this);
     const double waited = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
-    std::printf("wait | %-44s | %-6s | given %6.0f ms | waited %8.2f ms | over %6.2f ms\n", c.name,
-                c.link == Link::serial ? "serial" : "hid", c.given_ms, waited, waited - c.given_ms);
     EXPECT_EQ(status, c.status);
     EXPECT_GE(waited, c.given_ms);
     EXPECT_LE(waited, c.given_ms + kOverrunMs + robust::env_number("VNR_WAIT_ALLOWANCE_MS", 30));
