@@ -1,5 +1,5 @@
 // The session against the simulated reader: opening, the version query, closing, the serial port held
-// exclusively, the log of a session, and several threads sharing one reader.
+// exclusively, and the log of a session. Threads sharing a handle are tests/robust's.
 #include "core/state.h"
 #include "platform/clock.h"
 #include "platform/text.h"
@@ -7,7 +7,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <thread>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -80,26 +79,6 @@ TEST_F(Session, ReSetupCommTakesTheLongTimeOutsOnAnOpenPortOnly) {
     EXPECT_EQ(version_of(icdev, 1), "VNR-32 RF 2.05");
     EXPECT_EQ(ReSetupComm(0x7777), 1);
     EXPECT_EQ(ReSetupComm(-1), 1);
-}
-
-TEST_F(Session, ThreadsShareTheReaderWithoutInterleavingOnTheWire) {
-    constexpr int kThreads = 4;
-    constexpr int kCalls = 25;
-    std::vector<std::thread> threads;
-    std::vector<int> failures(kThreads, 0);
-    for (int t = 0; t < kThreads; ++t)
-        threads.emplace_back([&, t] {
-            for (int i = 0; i < kCalls; ++i) {
-                int16_t status = 0;
-                const uint8_t module = static_cast<uint8_t>((t + i) % 2);
-                const std::string text = version_of(icdev, module, &status);
-                if (status != VNR_OK || text != (module == 0 ? "VNR-32 R1.08" : "VNR-32 RF 2.05")) ++failures[t];
-            }
-        });
-    for (auto& thread : threads) thread.join();
-    for (int t = 0; t < kThreads; ++t) EXPECT_EQ(failures[t], 0) << "thread " << t;
-    EXPECT_EQ(reader.stats().frames_received, static_cast<std::uint64_t>(kThreads * kCalls));
-    EXPECT_EQ(reader.stats().bad_frames, 0u);
 }
 
 class LoggedSession : public SimSession {
