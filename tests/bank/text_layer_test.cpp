@@ -11,17 +11,8 @@ namespace {
 
 using vnr::test::Bytes;
 
-Bytes bytes(const std::string& hex) {
-    Bytes out;
-    for (std::size_t i = 0; i + 1 < hex.size(); i += 2) out.push_back(static_cast<std::uint8_t>(std::stoi(hex.substr(i, 2), nullptr, 16)));
-    return out;
-}
-std::string hex(const Bytes& b, std::size_t from = 0) {
-    std::string out;
-    char two[3];
-    for (std::size_t i = from; i < b.size(); ++i) std::snprintf(two, sizeof two, "%02X", b[i]), out += two;
-    return out;
-}
+Bytes bytes(const std::string& hex) { return vnrsim::parse_hex(hex); }
+std::string hex(const Bytes& b, std::size_t from = 0) { return vnrsim::to_hex(std::span(b).subspan(from)); }
 
 class TextLayer : public vnr::test::SimSession {
 protected:

@@ -2,6 +2,7 @@
 // as a last element, and truncated or hostile data that must be refused without reading past it.
 #include "bank/bank.h"
 #include "bank/tlv.h"
+#include "vnrsim/deck_json.h"
 
 #include <gtest/gtest.h>
 
@@ -13,11 +14,7 @@ namespace {
 
 using vnr::bank::TagMatch;
 
-std::vector<std::uint8_t> bytes(const std::string& hex) {
-    std::vector<std::uint8_t> out;
-    for (std::size_t i = 0; i + 1 < hex.size(); i += 2) out.push_back(static_cast<std::uint8_t>(std::stoi(hex.substr(i, 2), nullptr, 16)));
-    return out;
-}
+std::vector<std::uint8_t> bytes(const std::string& hex) { return vnrsim::parse_hex(hex); }
 std::string nested(int levels, const std::string& inner) {  // `levels` E1 templates around `inner`
     std::string out = inner;
     for (int i = 0; i < levels; ++i) {
