@@ -4,7 +4,7 @@
 # with apt-get download and unpacked with dpkg-deb -x; hidraw is built in, hid, uhid and hid-generic are
 # modules), busybox-static and an initramfs holding those modules, the test programs of a Linux build and
 # their libraries, booted by qemu-system-x86_64 with software emulation (-accel tcg). In it:
-#   - vnr_unit_tests --gtest_filter='Hidraw*': the hidraw backend, HidrawUhid.VirtualReaderEndToEnd included;
+#   - vnr_unit_tests --gtest_filter='Hidraw*': the hidraw backend against its stand-in ioctls;
 #   - vnr_vm_tests: several virtual readers (uhid devices served by the simulator) found and opened through the
 #     library's exported functions, and a reader unplugged in the middle of an exchange;
 #   - vnr doctor on a virtual reader's node: as root (the reader opens and answers) and, with the node made
