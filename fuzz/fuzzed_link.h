@@ -98,7 +98,7 @@ public:
 
 // One handle for each kind, opened once for the whole run.
 inline std::int32_t fuzzed_port_handle() {
-    static const std::int32_t handle = link::add_serial_port(std::make_unique<FuzzedPort>());
+    static const std::int32_t handle = link::add_serial_port(std::make_unique<FuzzedPort>(), platform::SerialTimeouts{});
     return handle;
 }
 inline std::int32_t fuzzed_hid_handle() {

@@ -6,7 +6,7 @@ name: (result type, (argument types...), (argument names...)).
 from ctypes import (POINTER, Structure, c_char, c_char_p, c_double, c_float, c_int, c_int8, c_int16,  # noqa: F401
                     c_int32, c_int64, c_long, c_size_t, c_uint, c_uint8, c_uint16, c_uint32, c_uint64, c_void_p)
 
-# include/vnr_32.h: 139 functions.
+# include/vnr_32.h: 140 functions.
 PROTOTYPES = {
     'device_open': (c_int32, (c_int16, c_int32), ('port', 'baud')),
     'device_open_name': (c_int32, (c_char_p, c_int16, c_int32), ('portname', 'port', 'baud')),
@@ -105,6 +105,7 @@ PROTOTYPES = {
     'NTAG215_ReadBaseInfo': (c_int16, (c_int32, c_char_p), ('icdev', 'out')),
     'NTAG215_Init': (c_int16, (c_int32, POINTER(c_uint8), c_char_p), ('icdev', 'key', 'text')),
     'NFC_P2P': (c_int16, (c_int32, c_uint8, c_uint16, POINTER(c_uint8)), ('icdev', 'type', 'len', 'data')),
+    'iReadICCardNoAndName': (c_int32, (c_int32, c_int32, c_char_p, c_char_p, c_char_p), ('icdev', 'card_type', 'card_no', 'holder_name', 'message')),
     'des_encrypt': (c_int16, (POINTER(c_uint8), POINTER(c_uint8), c_uint8, POINTER(c_uint8)), ('key', 'src', 'msgLen', 'dst')),
     'des_decrypt': (c_int16, (POINTER(c_uint8), POINTER(c_uint8), c_uint8, POINTER(c_uint8)), ('key', 'src', 'msgLen', 'dst')),
     'des3_encrypt': (c_int16, (POINTER(c_uint8), POINTER(c_uint8), c_uint8, POINTER(c_uint8)), ('key', 'src', 'msgLen', 'dst')),
@@ -189,6 +190,44 @@ CONSTANTS = {
     'VNR_NTAG215_INIT_TEXT': -5,
 }
 
-# include/vnr_emv.h is not in this tree.
-EMV_PROTOTYPES = {}
-EMV_CONSTANTS = {}
+
+
+class vnr_emv_card(Structure):
+    """struct vnr_emv_card of include/vnr_emv.h."""
+    _fields_ = [
+        ('pan_tag', c_uint16),
+        ('name_tag', c_uint16),
+        ('expiry_tag', c_uint16),
+        ('last_sw', c_uint16),
+        ('reader_status', c_int16),
+        ('apdus', c_uint16),
+        ('priority', c_uint8),
+        ('applications', c_uint8),
+        ('from_directory', c_uint8),
+        ('luhn_ok', c_uint8),
+        ('pan', c_char * 20),
+        ('expiry', c_char * 8),
+        ('holder_name', c_char * 48),
+        ('aid', c_char * 34),
+        ('label', c_char * 18),
+        ('reason', c_char * 96),
+    ]
+
+# include/vnr_emv.h: 3 functions.
+EMV_PROTOTYPES = {
+    'vnr_emv_read': (c_int32, (c_int32, c_int32, POINTER(vnr_emv_card)), ('icdev', 'card_type', 'card')),
+    'vnr_emv_result_text': (c_char_p, (c_int32,), ('result',)),
+    'vnr_emv_card_size': (c_uint32, (), ()),
+}
+EMV_CONSTANTS = {
+    'VNR_EMV_CONTACT': 0,
+    'VNR_EMV_CONTACTLESS': 255,
+    'VNR_EMV_OK': 0,
+    'VNR_EMV_E_ARGUMENT': -1,
+    'VNR_EMV_E_BAD_HANDLE': -2,
+    'VNR_EMV_E_NO_CARD': -3,
+    'VNR_EMV_E_LINK': -4,
+    'VNR_EMV_E_NO_APPLICATION': -5,
+    'VNR_EMV_E_GPO': -6,
+    'VNR_EMV_E_NO_NUMBER': -7,
+}
