@@ -1,5 +1,5 @@
-// tests/sim/models/card_steps.h: a card model's behaviour as a table of steps: commands to the reader
-// with the status and data they must get, and control lines with the start of their answer.
+// A card model's behaviour as a table of steps: commands with the status and data they must get, and
+// control lines with the start of their answer.
 #pragma once
 
 #include <gtest/gtest.h>

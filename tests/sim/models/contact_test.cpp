@@ -189,12 +189,7 @@ TEST(ContactModel, ShippedDecksLoadAndMistakesAreRefusedWithTheirPath) {
         {R"({"cards": {"x": {"kind": "cpu", "answers": [{"apdu": "00", "answer": "90"}]}}})", "contact.cards.x.answers[0].answer:"},
     };
     for (const auto& [section, wanted] : cases) {
-        std::string message;
-        try {
-            reader_with(section);
-        } catch (const std::runtime_error& e) {
-            message = e.what();
-        }
+        const std::string message = vnrsim::test::refusal([&] { reader_with(section); });
         EXPECT_NE(message.find(wanted), std::string::npos) << section << " gave: " << message;
     }
 }
