@@ -1,6 +1,5 @@
-// IDCard_ReadCard_Foreign: the card mark tells the two kinds apart, every field of either kind goes
-// into one '|'-separated line, the country code is looked up in the country table, fingerprint data
-// ends the line as hexadecimal text, and nothing of the last resident card read is touched.
+// IDCard_ReadCard_Foreign: the card mark, every field in one '|'-separated line, the country table, the
+// fingerprint as hex text, and the last resident card's record left alone.
 #include "idcard/idcard_support.h"
 
 namespace {

@@ -1,6 +1,5 @@
-// The command exchange against the simulated reader, on the serial link and on the HID link from one
-// table of cases: bytes on the wire, every failure status through the simulator's faults, bounds on
-// what a reply may declare. A reader's status is seen through the identity card's data commands.
+// The command exchange on the serial and the HID link from one table: bytes on the wire, every failure
+// status through the simulator's faults, bounds on what a reply may declare.
 #include "core/exchange.h"
 #include "core/library_lock.h"
 #include "core/state.h"

@@ -1,6 +1,5 @@
-// tests/pcsc/driver_test.cpp: the PC/SC driver where clients cannot easily reach it: the status table, the
-// contactless answer to reset, capabilities into small buffers, secrets kept out of the log, and presence
-// polls that leave a powered card's session alone (against decks/cards.json on a pty).
+// The PC/SC driver where clients cannot easily reach it: status table, contactless ATR, capabilities
+// into small buffers, secrets kept out of the log, presence polls that leave a powered card alone.
 #include "driver.h"
 #include "support/temp_prefix.h"
 #include "vnr_32.h"

@@ -1,6 +1,5 @@
-// tests/support/sim_hid.h: the simulator's HID bus standing in for the system's HID interfaces, so
-// the library's own HID link and discovery run against the simulated reader. While a SimHidProvider
-// lives, the library enumerates and opens the bus's interfaces instead of the machine's.
+// The simulator's HID bus in place of the system's: while a SimHidProvider lives, the library enumerates
+// and opens the bus's interfaces instead of the machine's.
 #pragma once
 
 #include "core/state.h"
