@@ -11,12 +11,7 @@ using CardCommands = IdCardSession;
 using DataCommand = int16_t (*)(int32_t, uint32_t*, uint8_t*);
 
 struct DataCommandCase {
-    const char* name;
-    DataCommand call;
-    uint8_t command;
-    uint8_t success_sw3;
-    Bytes other_triple;
-    int16_t other_result;
+    const char* name; DataCommand call; uint8_t command, success_sw3; Bytes other_triple; int16_t other_result;
     std::size_t reply_room;
 };
 

@@ -173,9 +173,7 @@ TEST_F(CardPicture, FileBytesOutsideThePixelsAreTheFixedHeaders) {
 // Where the composer draws: the front's ten values (name, sex, nation, year, month, day, three address
 // lines, number), then the back's department and validity at their rows on the picture; each box as
 // wide as `bytes` of its value in the 12-pixel font (six pixels a byte).
-struct BackRows {
-    int department, validity;
-};
+struct BackRows { int department, validity; };
 constexpr BackRows kBackAlone{157, 184}, kBackOnSheet{372, 400};
 std::vector<Box> value_boxes(const std::vector<std::size_t>& bytes, bool front, std::optional<BackRows> back) {
     std::vector<std::pair<int, int>> corners;

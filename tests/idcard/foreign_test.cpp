@@ -30,11 +30,7 @@ Reply foreign_reply(const ForeignText& f) {
     return r;
 }
 
-struct Result {
-    int16_t status;
-    uint32_t is_foreign;
-    std::string line;
-};
+struct Result { int16_t status; uint32_t is_foreign; std::string line; };
 
 Result read_foreign(int32_t icdev, const char* file, int32_t with_fingerprint) {
     Result r{0, 77, std::string(3200, 'x')};

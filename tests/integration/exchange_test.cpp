@@ -104,11 +104,7 @@ TEST_P(Exchange, MalformedRepliesFromAHostileReader) {
 
 TEST_P(Exchange, EveryFaultGivesItsStatusAndTheNextExchangeRecovers) {
     vnr::core::set_comm_timeout(300, 0);
-    struct Case {
-        vnrsim::Fault fault;
-        std::optional<std::size_t> bytes;
-        int expected;
-    };
+    struct Case { vnrsim::Fault fault; std::optional<std::size_t> bytes; int expected; };
     // The start byte is looked for in ten bytes on the serial link, and in the first 255 bytes of ten
     // reports (253 reply bytes each in the split form) on the HID link.
     const bool serial = link == Link::serial;

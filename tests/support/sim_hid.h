@@ -15,10 +15,7 @@
 namespace vnr::test {
 
 // The wait the library had set when a command frame went out: its read time-out and HID read delay.
-struct WaitSeen {
-    std::uint32_t timeout_ms;
-    std::uint32_t delay_ms;
-};
+struct WaitSeen { std::uint32_t timeout_ms; std::uint32_t delay_ms; };
 
 // The waits seen at each command frame sent on the HID road, in order. The library sets a command's wait
 // before it sends the frame, so a test checks the wait without sitting through it.

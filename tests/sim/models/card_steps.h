@@ -16,11 +16,7 @@ namespace vnrsim::test {
 // A command in hex, the status it must get and, unless nullptr, its data (hex with TLV groups and
 // 'text', as a deck writes bytes; "" for none). A step whose text starts with a lower-case letter is a
 // control line: status 0 wants an "ok" answer, any other an "error: " one, and `data` a part of it.
-struct Step {
-    const char* command;
-    std::uint16_t status = 0;
-    const char* data = nullptr;
-};
+struct Step { const char* command; std::uint16_t status = 0; const char* data = nullptr; };
 
 inline void run_steps(Reader& reader, std::span<const Step> steps) {
     Control control(reader);
