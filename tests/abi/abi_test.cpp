@@ -1,6 +1,5 @@
-// Loads the built shared library as an application does (dlopen, dlsym) and checks what an
-// application sees: every listed name resolves, the load and unload hooks write their lines, and the
-// state of a fresh load.
+// The built shared library loaded as an application loads it: every listed name resolves, the load and
+// unload hooks write their lines, and the state of a fresh load.
 #include "support/temp_prefix.h"
 #include "vnr_32.h"
 

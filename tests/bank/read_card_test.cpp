@@ -1,6 +1,5 @@
-// iReadICCardNoAndName and its two ways end to end on the cards of decks/bank/pboc.json, contact and
-// contactless, on the serial and the HID link: the result, the three buffers, and the APDUs the reader
-// was given (the 32 26 commands), written from the command templates of the two ways.
+// iReadICCardNoAndName's two ways end to end on decks/bank/pboc.json, contact and contactless, on both
+// links: the result, the three buffers, and the APDUs the reader was given.
 #include "bank/bank.h"
 #include "models/contact/contact_model.h"
 #include "models/contactless/contactless_model.h"

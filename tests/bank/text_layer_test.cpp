@@ -1,6 +1,5 @@
-// The APDU text layer against the simulated reader, the card's answers canned one after the other: the
-// 61xx and 6Cxx follow-ups, a card that never stops, the reply's room, and the card type; then PDOL
-// filling and AFL entries, which need no reader.
+// The APDU text layer against canned card answers: 61xx and 6Cxx follow-ups, an endless card, the reply's
+// room, the card type; then PDOL filling and AFL entries, which need no reader.
 #include "bank/bank.h"
 #include "platform/clock.h"
 #include "support/sim_session.h"

@@ -1,7 +1,5 @@
-// tests/contact/contact_cards_test.cpp: the contact functions end to end against the simulated cards of
-// decks/cards.json, no canned reply on the way, on both links: a bank card's session from power-up to
-// power-down, the SAM, a memory card's password and size, a 1604 card's codes, fuse and locks, and a card
-// pulled out during an APDU. Each case is a script of calls and control lines with what each gives.
+// The contact functions end to end against the cards of decks/cards.json on both links, each case a
+// script of calls and control lines: a bank card's session, the SAM, memory and 1604 cards, a pulled card.
 #include "support/card_script.h"
 
 namespace {

@@ -1,7 +1,5 @@
-// Contact cards against the simulated reader on the HID road (where each command's wait is seen without
-// sitting through it), every command answered with success unless a case gives another answer: the bytes
-// and wait of every command, refusals in their order with their lines, the caller's rooms against long
-// replies, slot states, the reset wait, size codes and 1024-byte pieces, and the AT88SC1604 map.
+// Contact cards on the HID road (each command's wait seen without sitting through it): bytes and waits,
+// refusals in order, rooms against long replies, slot states, size codes, pieces, the 1604 map.
 #include "contact/memory_map.h"
 #include "contact/state.h"
 #include "core/state.h"

@@ -1,7 +1,5 @@
-// tests/contactless/contactless_cards_test.cpp: the contactless functions end to end against the simulated
-// cards of decks/cards.json, no canned reply on the way, on both links: the field and what CLCard_Open finds
-// of each kind, an APDU to the type A CPU card, a Mifare 1K dumped with the right keys and with one wrong,
-// its value blocks, an Ultralight C's one-time page and lock bits, and an NTAG215 initialised from delivery.
+// The contactless functions end to end against the cards of decks/cards.json on both links: CLCard_Open
+// of each kind, a CPU card's APDU, a Mifare 1K dump and values, an Ultralight C, an NTAG215 initialised.
 #include "contactless/contactless_support.h"
 #include "support/card_script.h"
 

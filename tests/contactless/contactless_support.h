@@ -1,6 +1,5 @@
-// tests/contactless/contactless_support.h: what the contactless tests share: the simulated reader on the
-// HID road (the wait of each command is seen without sitting through it) with the log on, guard-filled
-// buffers, and one buffer that holds the five out-parameters of open_card and CLCard_Open.
+// What the contactless tests share: the reader on the HID road with the log on, guard-filled buffers, and
+// one buffer for the five out-parameters of open_card and CLCard_Open.
 #pragma once
 
 #include "support/sim_session.h"

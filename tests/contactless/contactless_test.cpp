@@ -1,8 +1,5 @@
-// tests/contactless/contactless_test.cpp: the command bytes of every contactless function (written from
-// the command tables of the card families), the bounds in the order they are checked, the waits of
-// activation and halt, what replies, good and hostile, leave in the caller's buffers; and the functions
-// made of others: the guard of increment and decrement at the 32-bit edges, the lock bits of a tag, the
-// probes of CLCard_Open and what each path writes, the steps of NTAG215_Init and the result of each.
+// Every contactless function's command bytes, bounds in their order, activation and halt waits, replies
+// (good and hostile) in the caller's buffers, and the functions made of others.
 #include "contactless/contactless_support.h"
 #include "core/state.h"
 

@@ -1,6 +1,5 @@
-// Base64 over every length that reaches each of the encoder's and decoder's paths (wide loads,
-// paired groups, an odd group, a short last group), against libcrypto's EVP_EncodeBlock as an
-// oracle, and back; nothing is written behind the text or the bytes.
+// Base64 over every length that reaches each path of the encoder and decoder, against libcrypto's
+// EVP_EncodeBlock as an oracle, and back; nothing is written behind the text or the bytes.
 #include "vnr_32.h"
 
 #include <openssl/evp.h>

@@ -1,6 +1,5 @@
-// The exported DES functions: which lengths they take, exactly which bytes of `dst` they write (a
-// sentinel marks the rest), what those bytes are (the engine over the zero-filled message), the
-// rf pair in place, and their log lines.
+// The exported DES functions: the lengths they take, exactly which bytes of `dst` they write and what,
+// the rf pair in place, and their log lines.
 #include "crypto/des.h"
 #include "support/sim_reader.h"
 #include "vnr_32.h"

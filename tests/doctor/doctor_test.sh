@@ -1,7 +1,5 @@
 #!/usr/bin/env bash
-# vnr doctor in prepared situations, each a fake tree (--root) with a reader's hidraw node, and the simulated
-# reader on a pty as COM1: all well (exit 0); no udev rule; a node held by another program; a missing photo
-# decoder; and, run as an unprivileged user (root needed to switch), a node this user may not open.
+# vnr doctor on fake trees (--root): all well, no udev rule, a held node, no decoder, a node not ours.
 #   doctor_test.sh VNR VNR_SIM LIBVNR_32 SOURCE_DIR
 set -uo pipefail
 vnr=$1 sim=$2 library=$3 top=$4

@@ -67,10 +67,7 @@ TEST(Bmp, WrittenFilesReadBackAndHaveTheStandardLayout) {
 }
 
 TEST(Bmp, ReadsTopDownAnd32BitFiles) {
-    struct Case {
-        const char* what;
-        std::vector<std::uint8_t> bytes;
-    };
+    struct Case { const char* what; std::vector<std::uint8_t> bytes; };
     const Case cases[] = {
         {"24-bit top-down", handmade(24, true)},
         {"32-bit bottom-up", handmade(32, false)},

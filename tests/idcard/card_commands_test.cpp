@@ -1,6 +1,5 @@
-// The identity card module's single commands: the bytes sent, what reaches the caller's buffers, the
-// statuses of the triple, refusals of malformed replies, the reads with a photo and the message laid
-// over the reply, and the record they leave.
+// The identity card module's single commands: bytes sent, the caller's buffers, the triple's statuses,
+// malformed replies refused, the photo reads with their message, and the record they leave.
 #include "idcard/idcard_support.h"
 
 namespace {
@@ -12,12 +11,7 @@ using CardCommands = IdCardSession;
 using DataCommand = int16_t (*)(int32_t, uint32_t*, uint8_t*);
 
 struct DataCommandCase {
-    const char* name;
-    DataCommand call;
-    uint8_t command;
-    uint8_t success_sw3;
-    Bytes other_triple;
-    int16_t other_result;
+    const char* name; DataCommand call; uint8_t command, success_sw3; Bytes other_triple; int16_t other_result;
     std::size_t reply_room;
 };
 

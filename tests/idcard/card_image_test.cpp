@@ -1,6 +1,5 @@
-// The card pictures: the address breaks and the validity text, the bitmap file's bytes outside the
-// pixels, texts inside their boxes, the photo with its background let through, the last photo drawn
-// again, and files that cannot be written.
+// The card pictures: address breaks, validity text, the file's headers, texts inside their boxes, the
+// photo's background let through, the last photo drawn again, and files that cannot be written.
 #include "idcard/card_image.h"
 #include "idcard/card_templates.h"
 #include "platform/drawing.h"
@@ -52,34 +51,29 @@ TEST(CardText, AddressBreaks) {
     const std::string a_han = "a" + han35.substr(0, 22);
     struct Case {
         std::string address;
-        AddressCut cut;
-        std::array<std::size_t, 3> lengths;
+        std::array<std::size_t, 3> between_characters, byte_test;  // the line lengths of each cut
     } cases[] = {
-        {std::string(22, 'a'), AddressCut::between_characters, {22, 0, 0}},
-        {std::string(22, 'a'), AddressCut::byte_test, {22, 0, 0}},
-        {std::string(23, 'a'), AddressCut::between_characters, {22, 1, 0}},
-        {std::string(23, 'a'), AddressCut::byte_test, {22, 1, 0}},
-        {ascii40, AddressCut::between_characters, {22, 18, 0}},
-        {ascii40, AddressCut::byte_test, {22, 18, 0}},
-        {han35, AddressCut::between_characters, {22, 22, 26}},  // eleven characters a line
-        {han35, AddressCut::byte_test, {20, 20, 30}},           // the byte test, kept between characters
-        {ab_han, AddressCut::between_characters, {22, 2, 0}},
-        {ab_han, AddressCut::byte_test, {20, 4, 0}},
-        {a_han, AddressCut::between_characters, {21, 2, 0}},
-        {a_han, AddressCut::byte_test, {21, 2, 0}},
-        {std::string(90, 'a'), AddressCut::between_characters, {22, 22, 26}},  // at most 70 bytes are drawn
-        {"", AddressCut::byte_test, {0, 0, 0}},
+        {std::string(22, 'a'), {22, 0, 0}, {22, 0, 0}},
+        {std::string(23, 'a'), {22, 1, 0}, {22, 1, 0}},
+        {ascii40, {22, 18, 0}, {22, 18, 0}},
+        {han35, {22, 22, 26}, {20, 20, 30}},  // eleven characters a line; the byte test kept between characters
+        {ab_han, {22, 2, 0}, {20, 4, 0}},
+        {a_han, {21, 2, 0}, {21, 2, 0}},
+        {std::string(90, 'a'), {22, 22, 26}, {22, 22, 26}},  // at most 70 bytes are drawn
+        {"", {0, 0, 0}, {0, 0, 0}},
     };
-    for (const Case& c : cases) {
-        const auto lines = vnr::idcard::address_lines(c.address, c.cut);
-        std::string joined;
-        for (std::size_t i = 0; i < 3; ++i) {
-            EXPECT_EQ(lines[i].size(), c.lengths[i]) << c.address.size() << " bytes, line " << i;
-            EXPECT_LE(i < 2 ? lines[i].size() : 0u, 22u);
-            joined += lines[i];
+    for (const Case& c : cases)
+        for (const AddressCut cut : {AddressCut::between_characters, AddressCut::byte_test}) {
+            const auto lines = vnr::idcard::address_lines(c.address, cut);
+            const auto& lengths = cut == AddressCut::byte_test ? c.byte_test : c.between_characters;
+            std::string joined;
+            for (std::size_t i = 0; i < 3; ++i) {
+                EXPECT_EQ(lines[i].size(), lengths[i]) << c.address.size() << " bytes, line " << i;
+                EXPECT_LE(i < 2 ? lines[i].size() : 0u, 22u);
+                joined += lines[i];
+            }
+            EXPECT_EQ(joined, c.address.substr(0, 70));
         }
-        EXPECT_EQ(joined, c.address.substr(0, 70));
-    }
 }
 
 TEST(CardText, ValidityText) {
@@ -154,7 +148,8 @@ TEST_F(CardPicture, FileBytesOutsideThePixelsAreTheFixedHeaders) {
     MakePicture(both.c_str(), "", "", "", "", "", "", "", "", "", "");
     MakePictureFront(front.c_str(), "", "", "", "", "", "", "");
     MakePictureBack(back.c_str(), "", "", "");
-    const auto header = [](std::uint32_t size, std::uint32_t height, std::uint32_t image, std::uint32_t resolution) {
+    const auto expect_header = [](const fs::path& file, std::uint32_t size, std::uint32_t height, std::uint32_t image,
+                                  std::uint32_t resolution) {
         std::vector<std::uint8_t> h(54, 0);
         const auto put = [&](std::size_t at, std::uint32_t v, int n) {
             for (int i = 0; i < n; ++i) h[at + i] = static_cast<std::uint8_t>(v >> (8 * i));
@@ -162,16 +157,13 @@ TEST_F(CardPicture, FileBytesOutsideThePixelsAreTheFixedHeaders) {
         h[0] = 'B', h[1] = 'M';
         put(2, size, 4), put(10, 54, 4), put(14, 40, 4), put(18, 343, 4), put(22, height, 4), put(26, 1, 2), put(28, 24, 2);
         put(34, image, 4), put(38, resolution, 4), put(42, resolution, 4);
-        return h;
-    };
-    const auto expect_header = [&](const fs::path& file, const std::vector<std::uint8_t>& expected, std::size_t size) {
         const auto bytes = bytes_of(file);
         ASSERT_EQ(bytes.size(), size) << file;
-        EXPECT_EQ(std::vector<std::uint8_t>(bytes.begin(), bytes.begin() + 54), expected) << file;
+        EXPECT_EQ(std::vector<std::uint8_t>(bytes.begin(), bytes.begin() + 54), h) << file;
     };
-    expect_header(both, header(450006, 436, 0, 3780), 450006);
-    expect_header(front, header(221934, 215, 221880, 0), 221934);
-    expect_header(back, header(221934, 215, 221880, 0), 221934);
+    expect_header(both, 450006, 436, 0, 3780);
+    expect_header(front, 221934, 215, 221880, 0);
+    expect_header(back, 221934, 215, 221880, 0);
     // Empty texts draw nothing: without a photo the back is its template.
     const auto card = vnr::idcard::card_template(CardFace::back);
     const auto bytes = bytes_of(back);
@@ -181,9 +173,7 @@ TEST_F(CardPicture, FileBytesOutsideThePixelsAreTheFixedHeaders) {
 // Where the composer draws: the front's ten values (name, sex, nation, year, month, day, three address
 // lines, number), then the back's department and validity at their rows on the picture; each box as
 // wide as `bytes` of its value in the 12-pixel font (six pixels a byte).
-struct BackRows {
-    int department, validity;
-};
+struct BackRows { int department, validity; };
 constexpr BackRows kBackAlone{157, 184}, kBackOnSheet{372, 400};
 std::vector<Box> value_boxes(const std::vector<std::size_t>& bytes, bool front, std::optional<BackRows> back) {
     std::vector<std::pair<int, int>> corners;

@@ -1,6 +1,5 @@
-// The encoders: hexadecimal and decimal digit pairs, and what Base64 decoding makes of texts that are
-// not whole groups of its alphabet. Each case looks at exactly the bytes written, the terminator where
-// one belongs, and the first byte behind them, which must be left alone.
+// The hex, decimal and Base64 encoders: exactly the bytes written, the terminator, and the byte behind
+// them, which must be left alone.
 #include "idcard/idcard_support.h"
 
 namespace {

@@ -1,6 +1,5 @@
-// IDCard_ReadCard_Foreign: the card mark tells the two kinds apart, every field of either kind goes
-// into one '|'-separated line, the country code is looked up in the country table, fingerprint data
-// ends the line as hexadecimal text, and nothing of the last resident card read is touched.
+// IDCard_ReadCard_Foreign: the card mark, every field in one '|'-separated line, the country table, the
+// fingerprint as hex text, and the last resident card's record left alone.
 #include "idcard/idcard_support.h"
 
 namespace {
@@ -31,11 +30,7 @@ Reply foreign_reply(const ForeignText& f) {
     return r;
 }
 
-struct Result {
-    int16_t status;
-    uint32_t is_foreign;
-    std::string line;
-};
+struct Result { int16_t status; uint32_t is_foreign; std::string line; };
 
 Result read_foreign(int32_t icdev, const char* file, int32_t with_fingerprint) {
     Result r{0, 77, std::string(3200, 'x')};

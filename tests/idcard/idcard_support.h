@@ -1,6 +1,5 @@
-// tests/idcard/idcard_support.h: what the identity card tests share: cards laid out as the simulated
-// module lays them out, the module replies a card would give (also lying ones), the simulated reader
-// with a working directory of its own, and readers of the record and of files below the prefix.
+// What the identity card tests share: cards and module replies (also lying ones), the reader with a
+// working directory of its own, and readers of the record and of files below the prefix.
 #pragma once
 
 #include "models/idcard/idcard_module.h"

@@ -1,7 +1,5 @@
-// The photo store: folder and name settings with their bounds and path checks, the save into the
-// photo folder with the decoder's statuses mapped, decoding of an existing .wlt file, the deletion
-// of the last read's files, and files handed out as Base64. Files are looked for below the prefix; the
-// log tells the reasons of refusals that share a status.
+// The photo store: folder and name settings and their checks, the save with the decoder's statuses,
+// decoding a .wlt file, deleting the last read's files, Base64 files; the log tells refusals apart.
 #include "idcard/idcard_support.h"
 
 namespace {

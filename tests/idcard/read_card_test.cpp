@@ -1,6 +1,5 @@
-// The read-card family: one call reads a card. What each member tells in errtext and returns, on a bad
-// handle, a failed exchange, a bad triple and a malformed reply; what it leaves in the record; where
-// its photo files go and which it deletes; wz.txt; the order of the checks; and both links.
+// The read-card family: errtext and results on each failure, the record left, photo files written and
+// deleted, wz.txt, the order of the checks, and both links.
 #include "idcard/idcard_support.h"
 #include "models/idcard/idcard_module.h"
 

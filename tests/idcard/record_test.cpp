@@ -1,6 +1,5 @@
-// The field converters and IDCard_GetCardInfo: GBK conversion with its capacity, trimming at the
-// first double space, the sex and nation tables at their edges, the bytes behind what is written,
-// the refused field numbers, and the state as loaded.
+// The field converters and IDCard_GetCardInfo: GBK capacity, trimming, the sex and nation tables at their
+// edges, the bytes behind what is written, refused field numbers, the state as loaded.
 #include "idcard/idcard_support.h"
 
 namespace {

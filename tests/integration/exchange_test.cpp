@@ -1,6 +1,5 @@
-// The command exchange against the simulated reader, on the serial link and on the HID link from one
-// table of cases: bytes on the wire, every failure status through the simulator's faults, bounds on
-// what a reply may declare. A reader's status is seen through the identity card's data commands.
+// The command exchange on the serial and the HID link from one table: bytes on the wire, every failure
+// status through the simulator's faults, bounds on what a reply may declare.
 #include "core/exchange.h"
 #include "core/library_lock.h"
 #include "core/state.h"
@@ -105,11 +104,7 @@ TEST_P(Exchange, MalformedRepliesFromAHostileReader) {
 
 TEST_P(Exchange, EveryFaultGivesItsStatusAndTheNextExchangeRecovers) {
     vnr::core::set_comm_timeout(300, 0);
-    struct Case {
-        vnrsim::Fault fault;
-        std::optional<std::size_t> bytes;
-        int expected;
-    };
+    struct Case { vnrsim::Fault fault; std::optional<std::size_t> bytes; int expected; };
     // The start byte is looked for in ten bytes on the serial link, and in the first 255 bytes of ten
     // reports (253 reply bytes each in the split form) on the HID link.
     const bool serial = link == Link::serial;

@@ -1,6 +1,5 @@
-// The USB road against the simulated HID bus: discovery and its order, the interfaces that are passed
-// over, slicing of replies across reports, and a report of another id. The report of a command and a
-// dead device are in the exchange tests, on the HID link.
+// The USB road on the simulated HID bus: discovery and its order, interfaces passed over, replies sliced
+// across reports, and a report of another id.
 #include "core/exchange.h"
 #include "core/library_lock.h"
 #include "core/link/hid_link.h"

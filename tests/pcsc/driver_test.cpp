@@ -1,6 +1,5 @@
-// tests/pcsc/driver_test.cpp: the PC/SC driver where clients cannot easily reach it: the status table, the
-// contactless answer to reset, capabilities into small buffers, secrets kept out of the log, and presence
-// polls that leave a powered card's session alone (against decks/cards.json on a pty).
+// The PC/SC driver where clients cannot easily reach it: status table, contactless ATR, capabilities
+// into small buffers, secrets kept out of the log, presence polls that leave a powered card alone.
 #include "driver.h"
 #include "support/temp_prefix.h"
 #include "vnr_32.h"
@@ -43,28 +42,17 @@ namespace {
 using vnr::pcsc::Bytes;
 
 TEST(StatusTable, LibraryFailuresMeanTheSameEverywhereAndReaderStatusesTheOperationsOwn) {
-    const struct {
-        int status;
-        long expected;
-    } cases[] = {
-        {VNR_OK, IFD_SUCCESS},
-        {VNR_E_NO_REPLY, IFD_RESPONSE_TIMEOUT},
-        {VNR_E_BAD_HANDLE, IFD_NO_SUCH_DEVICE},
-        {VNR_E_CHECK_BYTE, IFD_COMMUNICATION_ERROR},
-        {VNR_E_PORT_READ, IFD_COMMUNICATION_ERROR},
-        {VNR_E_PHOTO_PATH, IFD_COMMUNICATION_ERROR},
-        {-4099, IFD_ERROR_POWER_ACTION},  // reader status 0x1003
-        {28672, IFD_ERROR_POWER_ACTION},  // reader status 0x9000
-        {-101, IFD_ERROR_POWER_ACTION},
+    const struct { int status; long expected; } cases[] = {
+        {VNR_OK, IFD_SUCCESS}, {VNR_E_NO_REPLY, IFD_RESPONSE_TIMEOUT}, {VNR_E_BAD_HANDLE, IFD_NO_SUCH_DEVICE},
+        {VNR_E_CHECK_BYTE, IFD_COMMUNICATION_ERROR}, {VNR_E_PORT_READ, IFD_COMMUNICATION_ERROR},
+        {VNR_E_PHOTO_PATH, IFD_COMMUNICATION_ERROR}, {-101, IFD_ERROR_POWER_ACTION},
+        {-4099, IFD_ERROR_POWER_ACTION}, {28672, IFD_ERROR_POWER_ACTION},  // reader statuses 0x1003, 0x9000
     };
     for (const auto& c : cases) EXPECT_EQ(vnr::pcsc::ifd_code(c.status, IFD_ERROR_POWER_ACTION), c.expected) << c.status;
 }
 
 TEST(ContactlessAtr, HistoricalBytesOfTheAtsOrTheAtqbAndTheCheckByte) {
-    const struct {
-        bool type_b;
-        Bytes ats, atr;
-    } cases[] = {
+    const struct { bool type_b; Bytes ats, atr; } cases[] = {
         {false, {0x05, 0x78, 0x80, 0x70, 0x02}, {0x3B, 0x80, 0x80, 0x01, 0x01}},
         {false, {0x06, 0x75, 0x77, 0x81, 0x02, 0x80}, {0x3B, 0x81, 0x80, 0x01, 0x80, 0x80}},
         {false, {0x04, 0x00, 0xC1, 0xC2, 0xC3, 0xC4}, {0x3B, 0x82, 0x80, 0x01, 0xC1, 0xC2, 0x00}},  // TL bounds it
@@ -83,17 +71,10 @@ TEST(ContactlessAtr, HistoricalBytesOfTheAtsOrTheAtqbAndTheCheckByte) {
 TEST(DeviceNames, EachFormReachesItsRoad) {
     const vnr::test::TempPrefix prefix;
     prefix.map_com(3, "/dev/null");
-    const struct {
-        const char* name;
-        bool found, usb;
-        int port, baud;
-    } cases[] = {
-        {"usb:23a4/0213:libudev:0:/dev/bus/usb/001/004", true, true, 0, 0},
-        {"/dev/hidraw2", true, true, 0, 0},
-        {"COM2", true, false, 1, 115200},
-        {"com1:9600", true, false, 0, 9600},
-        {"/dev/ttyS4:38400", true, false, 4, 38400},
-        {"/dev/null", true, false, 2, 115200},  // through the COM3 link
+    const struct { const char* name; bool found, usb; int port, baud; } cases[] = {
+        {"usb:23a4/0213:libudev:0:/dev/bus/usb/001/004", true, true, 0, 0}, {"/dev/hidraw2", true, true, 0, 0},
+        {"COM2", true, false, 1, 115200}, {"com1:9600", true, false, 0, 9600},
+        {"/dev/ttyS4:38400", true, false, 4, 38400}, {"/dev/null", true, false, 2, 115200},  // through COM3's link
         {"COM33", false, false, 0, 0}, {"/dev/ttyUSB7", false, false, 0, 0}, {"COM1:fast", false, false, 0, 0},
     };
     for (const auto& c : cases) {
@@ -132,6 +113,14 @@ protected:
                   IFD_SUCCESS);
         return Bytes(answer, answer + length);
     }
+    // Runs `call` 20 times and prints the time of one.
+    template <typename Call>
+    static void print_time_of(const char* what, Call call) {
+        const auto start = std::chrono::steady_clock::now();
+        for (int i = 0; i < 20; ++i) call();
+        const auto each = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - start) / 20;
+        std::printf("%s: %lld us\n", what, static_cast<long long>(each.count()));
+    }
     void control(const std::string& line) { ASSERT_EQ(control_.execute(line).substr(0, 2), "ok") << line; }
     bool only_status_queries_since(std::size_t from) const {
         const auto commands = reader_.commands_received();
@@ -156,20 +145,13 @@ TEST_F(Driver, PresencePollsLeaveAPoweredCardsSessionAlone) {
     ASSERT_EQ(first.size(), 2u);
     ASSERT_EQ(first[0], 0x61);  // the answer waits for GET RESPONSE
     const std::size_t before = reader_.commands_received().size();
-    const auto start = std::chrono::steady_clock::now();
-    for (int i = 0; i < 20; ++i) ASSERT_EQ(IFDHICCPresence(kContact), IFD_ICC_PRESENT);
-    const auto per_poll = (std::chrono::steady_clock::now() - start) / 20;
+    print_time_of("presence poll", [] { ASSERT_EQ(IFDHICCPresence(kContact), IFD_ICC_PRESENT); });
     EXPECT_TRUE(only_status_queries_since(before));
-    std::printf("presence poll: %lld us\n", static_cast<long long>(std::chrono::duration_cast<std::chrono::microseconds>(per_poll).count()));
     const Bytes rest = transmit(kContact, {0x00, 0xC0, 0x00, 0x00, first[1]});
     EXPECT_EQ(rest.size(), first[1] + 2u);  // the card still held its answer
     EXPECT_EQ(rest.back(), 0x00);
 
-    const auto apdus_start = std::chrono::steady_clock::now();
-    for (int i = 0; i < 20; ++i) transmit(kContact, {0x00, 0xA4, 0x04, 0x00, 0x02, 0x3F, 0x00});
-    const auto per_apdu = (std::chrono::steady_clock::now() - apdus_start) / 20;
-    std::printf("direct APDU round trip: %lld us\n",
-                static_cast<long long>(std::chrono::duration_cast<std::chrono::microseconds>(per_apdu).count()));
+    print_time_of("direct APDU round trip", [&] { transmit(kContact, {0x00, 0xA4, 0x04, 0x00, 0x02, 0x3F, 0x00}); });
 
     control("contactless put pay");
     EXPECT_EQ(power_up(kField), (Bytes{0x3B, 0x80, 0x80, 0x01, 0x01}));

@@ -1,10 +1,7 @@
 #!/usr/bin/env python3
-"""tests/pcsc/pcsc_session.py: a PC/SC client (pyscard) on the simulated reader behind pcscd and the driver.
-
-Sessions on the contact bank card and the contactless CPU card (its 61xx answers followed here, by the
-client), card events driven through the simulator's control socket, and a bank card read (directory,
-application, GET PROCESSING OPTIONS, READ RECORD) whose card number must equal the one given.
-Prints one "ok:" or "FAIL:" line per check; exits 1 when a check failed.
+"""A PC/SC client (pyscard) on the simulated reader behind pcscd and the driver: contact and contactless
+sessions, card events driven over the control socket, and a bank card read whose number must equal the one
+given. Prints one "ok:" or "FAIL:" line per check; exits 1 when a check failed.
   pcsc_session.py --control SOCKET --contact-pan DIGITS --contactless-pan DIGITS [--pin-log FILE] [--long SECONDS]
 """
 import argparse
@@ -150,6 +147,15 @@ class Events:
         SCardReleaseContext(self.context)
 
 
+def check_card_number(connection, contactless, wanted):
+    what = ("contactless" if contactless else "contact") + " bank card: the card number equals vnr bank --emv's"
+    try:
+        number = card_number(connection, contactless)
+        check(what, number == wanted, f"{number} != {wanted}")
+    except RuntimeError as error:
+        check(what, False, str(error))
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--control", required=True)
@@ -160,9 +166,8 @@ def main():
     args = parser.parse_args()
 
     names = [str(r) for r in readers()]
-    contact = next((r for r in readers() if str(r).endswith(" 00 00")), None)
-    sam = next((r for r in readers() if str(r).endswith(" 00 01")), None)
-    field = next((r for r in readers() if str(r).endswith(" 00 05")), None)
+    contact, sam, field = (next((r for r in readers() if str(r).endswith(slot)), None)
+                           for slot in (" 00 00", " 00 01", " 00 05"))
     check("pyscard lists the contact, SAM and field slots", None not in (contact, sam, field), ", ".join(names))
     if None in (contact, sam, field):
         return 1
@@ -172,13 +177,11 @@ def main():
         cycles, seen = 0, 0
         end = time.monotonic() + args.long
         while time.monotonic() < end:
-            control(args.control, "contact remove 0")
-            seen += events.wait(str(contact), False)
-            time.sleep(2)
-            control(args.control, "contact insert 0 bank")
-            seen += events.wait(str(contact), True)
-            time.sleep(2)
-            cycles += 2
+            for line, present in (("contact remove 0", False), ("contact insert 0 bank", True)):
+                control(args.control, line)
+                seen += events.wait(str(contact), present)
+                time.sleep(2)
+                cycles += 1
         check(f"long run: {cycles} insertions and removals seen", seen == cycles, f"{seen} of {cycles}")
         events.close()
         return 1 if failures else 0
@@ -192,12 +195,7 @@ def main():
     for _ in range(rounds):
         connection.transmit([0x00, 0xA4, 0x04, 0x00, 0x0E] + list(b"1PAY.SYS.DDF01"))
     print(f"info: APDU round trip through pcscd: {(time.monotonic() - start) * 1000 / rounds:.2f} ms", flush=True)
-    try:
-        number = card_number(connection, False)
-        check("contact bank card: the card number equals vnr bank --emv's", number == args.contact_pan,
-              f"{number} != {args.contact_pan}")
-    except RuntimeError as error:
-        check("contact bank card: the card number equals vnr bank --emv's", False, str(error))
+    check_card_number(connection, False, args.contact_pan)
     connection.disconnect()
 
     sam_connection = sam.createConnection()
@@ -221,12 +219,7 @@ def main():
     connection.connect(SCARD_PROTOCOL_T1)
     atr = bytes(connection.getATR())
     check("contactless card: ATR 3B 8n 80 01 from its ATS", atr == bytes.fromhex("3B80800101"), atr.hex())
-    try:
-        number = card_number(connection, True)
-        check("contactless bank card: the card number equals vnr bank --emv's", number == args.contactless_pan,
-              f"{number} != {args.contactless_pan}")
-    except RuntimeError as error:
-        check("contactless bank card: the card number equals vnr bank --emv's", False, str(error))
+    check_card_number(connection, True, args.contactless_pan)
     connection.disconnect()
     control(args.control, "contactless take pay")
     check("a card taken from the field is seen", events.wait(str(field), False))

@@ -15,12 +15,7 @@ const uint8_t kLights[4] = {0, 1, 2, 1};
 const uint8_t kBadLights[4] = {0, 0, 3, 0};
 const uint8_t kAb[2] = {0xAA, 0xBB};
 
-struct Golden {
-    std::function<int16_t(int32_t)> call;
-    Bytes wire;
-    const char* result_line;
-    Bytes reply = {};
-};
+struct Golden { std::function<int16_t(int32_t)> call; Bytes wire; const char* result_line; Bytes reply = {}; };
 
 // In order: the pad's settings come before its reads.
 const Golden kGolden[] = {

@@ -1,10 +1,7 @@
-// Every link fault of the simulator against a call of every family that talks to the reader: the call
-// gives the fault's status, writes nothing of the caller's but what a failure documents (a count cleared
-// first, a message), and once the fault is cleared the next call succeeds. A fault that takes the link
-// away (a hung-up port, a device unplugged) needs the reader opened again, as an application must. Nothing
-// drains a late answer on the HID link, so the simulated device drops what a fault left, as a reset would.
-// The standing wait is cut to 300 ms here so that silence costs less; the identity card read keeps its own
-// 5000 ms. The matrix is printed.
+// Every link fault against a call of every family: the fault's status, nothing written but what a failure
+// documents, and success once cleared; a lost link needs the reader opened again. Nothing drains a late
+// HID answer, so the simulated device drops what a fault left, as a reset would. The standing wait is
+// 300 ms here so silence costs less (the identity card read keeps its 5000 ms). The matrix is printed.
 #include "robust/robust_support.h"
 
 #include "core/state.h"

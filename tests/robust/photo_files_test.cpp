@@ -1,6 +1,5 @@
-// Two identity card reads at once. The photo files are the process's one set and the read-card family
-// leaves the library lock around its photo step, so without a lock of their own one read deletes the
-// files of the other before that one has read them back: each read's files must live until it returns.
+// Two identity card reads at once: the photo files are the process's one set and the library lock is left
+// around the photo step, so each read's files must live until it returns.
 #include "robust/robust_support.h"
 
 #include <thread>

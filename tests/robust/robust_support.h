@@ -1,5 +1,4 @@
-// tests/robust/robust_support.h: what the robustness tests share: the simulated reader opened on the link
-// a test asks for, canned raw replies, and the scale of the long runs.
+// What the robustness tests share: the reader on the link a test asks for, the family calls, the scale.
 #pragma once
 
 #include "support/sim_session.h"
@@ -29,8 +28,7 @@ inline int scaled(int full, double default_scale = 1) {
     return value < 1 ? 1 : static_cast<int>(value);
 }
 
-// The identity card module's reply to a read (32 50, or D0 07 `with_fingerprint`): triple 00 00 90, a text
-// block of spaces with the card's number, and WLT data that the test decoder turns into a bitmap.
+// The identity card module's reply to a read (32 50, or D0 07 `with_fingerprint`) of a card with a number.
 inline vnr::test::Bytes identity_reply(bool with_fingerprint = false) {
     vnr::test::Bytes text;
     for (int i = 0; i < 128; ++i) text.insert(text.end(), {0x20, 0x00});
@@ -47,9 +45,8 @@ inline vnr::test::Bytes identity_reply(bool with_fingerprint = false) {
     return out;
 }
 
-// A representative call of each family and what it leaves in the caller's memory. `call` lays all its
-// out-parameters into `out`, a buffer aligned for a 32-bit count at its head. Most calls are one command
-// that a canned reply answers; the bank read talks to the bank card in slot 0 of decks/cards.json.
+// A call of each family and what it leaves in `out`, where it lays all its out-parameters; most are one
+// command a canned reply answers, the bank read talks to the bank card in slot 0 of decks/cards.json.
 struct FamilyCall {
     const char* family;
     vnr::test::Bytes command;          // the canned reply's command; empty: none
@@ -58,13 +55,13 @@ struct FamilyCall {
     vnr::test::Bytes written;          // what success leaves at the head of `out`, nothing behind it
     vnr::test::Bytes failure_written;  // what a failed exchange leaves there: a count cleared, a message
     std::vector<vnr::test::Bytes> sends;  // the heads of the commands it sends (none: no reader)
-    // A call that tries a second way when the first fails (the bank read) outlives a fault that strikes
-    // once, leaving `second_way_written`; a link that is lost gives `own_failure`.
+    // A call with a second way (the bank read) outlives a fault that strikes once, leaving
+    // `second_way_written`; a lost link gives `own_failure`.
     bool second_way = false;
     vnr::test::Bytes second_way_written = {};
     int own_failure = 0;
-    bool one_at_a_time = false;
-    std::size_t message_at = 0;  // where a second way's failure message begins in `out`  // its header forbids two at once (the bank read's APDUs would mix)
+    bool one_at_a_time = false;  // its header forbids two at once (the bank read's APDUs would mix)
+    std::size_t message_at = 0;  // where a second way's failure message begins in `out`
 };
 
 inline vnr::test::Bytes bytes_of(std::string_view text) { return vnr::test::Bytes(text.begin(), text.end()); }
@@ -74,8 +71,7 @@ inline vnr::test::Bytes cat(std::initializer_list<vnr::test::Bytes> parts) {
     return out;
 }
 
-// The bank read's three buffers within `out`: card number (40 bytes), holder name (64), message (52); the
-// bytes that a read leaves there, guard bytes between them.
+// The bank read's card number (40 bytes), holder name (64) and message (52) within `out`, guards between.
 constexpr std::size_t kCardNoAt = 0, kHolderAt = 40, kBankMessageAt = 104;
 inline vnr::test::Bytes bank_buffers(std::string_view card_no, std::string_view holder, std::string_view message) {
     vnr::test::Bytes image(kBankMessageAt + message.size(), 0xEE);
@@ -113,14 +109,12 @@ inline const std::vector<FamilyCall>& family_calls() {
         {"stripe: magnetic_read_ms", {0x32, 0x60, 0x00}, {0x05, 0xF5, 0xF5, 'A', 'B', 'C', 'D', 'E'},
          [](std::int32_t d, std::uint8_t* o) -> int { return magnetic_read_ms(d, 0, o); },
          {0x05, 0x00, 0x00, 'A', 'B', 'C', 'D', 'E'}, {}, {{0x32, 0x60}}},
-        // The pad's entry time-out (6 s, so the library waits 7000 ms) and PIN length are set once
-        // for the process by Session::answer_family_calls.
+        // Entry time-out 6 s (the library waits 7000 ms) and PIN length, set by answer_family_calls.
         {"PIN pad: mw_kb_getpin", {0xC5, 0x05, 0x00, 0x1B, 0x49}, bytes_of("123456"),
          [](std::int32_t d, std::uint8_t* o) -> int { return mw_kb_getpin(d, 1, o); }, bytes_of("123456"), {},
          {{0xC5, 0x05}}},
-        // The card of decks/cards.json: the first way reads its records (no terminators but the
-        // message's); after a failed first way the second adds them. The card is powered up (32 22) and
-        // each APDU goes by card_APDU (32 26 00).
+        // The first way leaves no terminators but the message's; the second, after a failed first, adds
+        // them. The card is powered up (32 22) and each APDU goes by card_APDU (32 26 00).
         {"bank: iReadICCardNoAndName", {}, {},
          [](std::int32_t d, std::uint8_t* o) -> int {
              return iReadICCardNoAndName(d, 0, reinterpret_cast<char*>(o + kCardNoAt),
@@ -168,9 +162,7 @@ class Session : public vnr::test::SimSessionBase {
 public:
     Session() : SimSessionBase(vnrsim::Deck::load(VNR_TEST_DECKS "/cards.json")) {}
 
-    // The reader answers every family call's command with its canned reply. The PIN pad's settings,
-    // which a PIN read needs once in the process, are made the first time; the reader's history is
-    // cleared afterwards.
+    // Cans every family call's reply, makes the PIN pad's settings once in the process, clears the history.
     void answer_family_calls() {
         for (const FamilyCall& c : family_calls())
             if (!c.command.empty()) answer(c.command, c.data);
@@ -184,8 +176,7 @@ public:
         reader.clear_history();
         if (hid) hid->clear_history();
     }
-    // Closes the session's handle and forgets it, keeping the reader where it is, so that a test can
-    // open it again as it stands.
+    // Closes and forgets the handle, keeping the reader as it stands to be opened again.
     void drop_handle() {
         if (icdev > 1) device_close(icdev);
         icdev = 0;

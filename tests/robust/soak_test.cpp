@@ -1,7 +1,5 @@
-// Soak: cycles of open, one call of every family, close, in one process. The process's open files stay
-// as they were and its resident memory does not grow (measured after a warm-up of a tenth of the
-// cycles; not judged under a sanitizer or valgrind, whose own bookkeeping grows); leaks are the leak checker's
-// (scripts/soak.sh runs this under it and under valgrind). VNR_SOAK_CYCLES gives the count (default 200).
+// Soak: cycles of open, every family, close. Open files stay and resident memory does not grow (after a
+// warm-up; not judged under a sanitizer or valgrind). VNR_SOAK_CYCLES gives the count (default 200).
 #include "robust/robust_support.h"
 
 #include <unistd.h>

@@ -1,11 +1,7 @@
-// Many threads on the library at once. Counts are multiplied by VNR_ROBUST_SCALE.
-//   Opening: 100 threads each open and close the simulated reader 10 times. The port and the HID
-//   interface are held exclusively, so an open succeeds only while no other thread holds the reader;
-//   every other open is refused as the link refuses a held device (serial: VNR_E_PORT_DENIED; HID,
-//   searched by the name "USB": 0, no interface free). Never are two handles open at once.
-//   Sharing: 16 threads share one handle for 10^4 calls across the families; every call gives the
-//   result it gives alone, and the reader receives every command whole, none interleaved. Two bank
-//   reads never run at once (their header forbids it), but each runs among all the other calls.
+// Many threads at once (counts times VNR_ROBUST_SCALE). Opening: the reader is held exclusively, so every
+// open while another thread holds it is refused as the link refuses a held device; never two handles.
+// Sharing: threads share one handle across the families; each call gives what it gives alone, commands
+// arrive whole, and two bank reads never overlap (their header forbids it).
 #include "robust/robust_support.h"
 
 #include <algorithm>

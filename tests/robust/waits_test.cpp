@@ -1,7 +1,5 @@
-// Every kind of wait against the time it is given. Each case sits through one real wait, measured from
-// the call to its return: never shorter than the time given (strictly), and longer by at most 20 ms plus
-// an allowance for a loaded machine, VNR_WAIT_ALLOWANCE_MS (default 30: a busy 2-core machine now and
-// then wakes a thread tens of milliseconds late).
+// Every kind of wait, one real wait each: never shorter than given, longer by at most 20 ms plus
+// VNR_WAIT_ALLOWANCE_MS (default 30: a busy 2-core machine now and then wakes a thread late).
 #include "robust/robust_support.h"
 
 #include <chrono>

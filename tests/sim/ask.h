@@ -1,7 +1,9 @@
-// tests/sim/ask.h: one command to a simulated reader, and its one reply's status and data.
+// One command to a simulated reader, and its one reply's status and data.
 #pragma once
 
 #include <cstdint>
+#include <stdexcept>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -30,6 +32,17 @@ inline std::pair<std::uint16_t, Bytes> reply_of(const Bytes& wire) {
 inline std::pair<std::uint16_t, Bytes> ask(Reader& reader, const char* hex) { return reply_of(reader.receive(command(hex))); }
 inline std::pair<std::uint16_t, Bytes> ask(Reader& reader, const char* hex, Reader::Clock::time_point at) {
     return reply_of(reader.receive(command(hex), at));
+}
+
+// What `load` throws when it refuses a deck; "" when it takes it.
+template <typename Load>
+std::string refusal(Load&& load) {
+    try {
+        load();
+    } catch (const std::runtime_error& e) {
+        return e.what();
+    }
+    return "";
 }
 
 }  // namespace vnrsim::test

@@ -1,7 +1,5 @@
-// tests/sim/control_test.cpp: the control command parser, one line after another against one reader:
-// each line's answer, and what the reader does afterwards. The scripts' own lines also reach it under
-// Wine; this adds the counts, the listings and the refusals. The models' control words are tested with
-// each model (tests/sim/models/), their routing in registry_test.cpp.
+// The control command parser, line after line against one reader: answers, counts, listings, refusals.
+// The models' control words are tested with each model, their routing in registry_test.cpp.
 #include <gtest/gtest.h>
 
 #include "vnrsim/control.h"

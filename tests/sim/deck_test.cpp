@@ -1,9 +1,8 @@
-// tests/sim/deck_test.cpp: reading decks: the shipped examples, the forms of a canned reply, and the
-// refusal of every kind of mistake in the reader's own keys with a message that says where. The models'
-// sections have their tests beside each model's (tests/sim/models/). What a deck's reader and cards then
-// answer is seen end to end, through the library, in tests/integration and tests/idcard.
+// Reading decks: the shipped examples, the forms of a canned reply, and each mistake in the reader's own
+// keys refused with a message that says where.
 #include <gtest/gtest.h>
 
+#include "ask.h"
 #include "vnrsim/deck.h"
 
 namespace {
@@ -49,12 +48,7 @@ TEST(Decks, MistakesAreRefusedWithWhereAndWhat) {
         {"{\n  \"baud\": 9600,\n  \"reply_form\": split\n}", {"not valid JSON", "line 3"}},
     };
     for (const auto& [json, wanted] : cases) {
-        std::string message;
-        try {
-            Deck::parse(json, "test.json");
-        } catch (const std::runtime_error& e) {
-            message = e.what();
-        }
+        const std::string message = vnrsim::test::refusal([&] { Deck::parse(json, "test.json"); });
         for (const char* part : wanted) EXPECT_NE(message.find(part), std::string::npos) << json << " gave: " << message;
     }
 }

@@ -1,6 +1,4 @@
-// tests/sim/program_test.cpp: the program vnr-sim as a script runs it: the ready file and line, the
-// link to the reader's pty, the control socket, and a clean stop on "quit"; and its help, which holds
-// every model's. The reader on that pty answers the Wine tests.
+// The program vnr-sim as a script runs it: ready file and line, pty link, control socket, "quit", help.
 #include <gtest/gtest.h>
 
 #include <fcntl.h>

@@ -1,7 +1,5 @@
-// tests/sim/reader_test.cpp: what the simulated reader does that no test through the library drives:
-// broken command frames, a HID interface with shorter reports, a command across two of them and a
-// first-report latency, and replies that come later (a stripe read's): settled, faulted or given up in
-// the reader, and delivered by the HID interface on a driven clock and by the pty as they come.
+// What the simulated reader does that no test through the library drives: broken frames, short HID
+// reports, first-report latency, and later replies settled, faulted or given up, on a driven clock.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>

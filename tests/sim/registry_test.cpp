@@ -1,7 +1,5 @@
-// tests/sim/registry_test.cpp: models as the reader, the deck and the control parser use them, seen
-// with two probe models: who answers a command and in which order, a section loaded or refused with its
-// path, control lines, "clear" and "faults" reaching a model, and a model finding its sibling in a
-// reader made from a copied deck.
+// Models as the reader, deck and control parser use them, seen with two probe models: answer order,
+// sections loaded or refused, control lines, "clear" and "faults", and a sibling found in a copied deck.
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
@@ -78,12 +76,7 @@ TEST(Registry, SectionsAreTheirModelsAndAreRefusedWithTheirPath) {
                               "unknown_command_status, replies, probe1, probe2)"},
     };
     for (const auto& [json, wanted] : cases) {
-        std::string message;
-        try {
-            probe_deck(json);
-        } catch (const std::runtime_error& e) {
-            message = e.what();
-        }
+        const std::string message = vnrsim::test::refusal([&] { probe_deck(json); });
         EXPECT_NE(message.find(wanted), std::string::npos) << json << " gave: " << message;
     }
 }

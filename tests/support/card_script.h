@@ -1,7 +1,5 @@
-// tests/support/card_script.h: scripts of calls against the simulated reader and the cards of a deck, for
-// the end-to-end tests of the card families. A line is a call with the status it must give and, where
-// given, the bytes it must have delivered (into `delivered`); or a control line that the simulator must
-// take ("contact insert 0 mem").
+// Scripts of calls against the cards of a deck: a call with its status and, where given, the bytes it
+// delivered; or a control line the simulator must take ("contact insert 0 mem").
 #pragma once
 
 #include "support/sim_session.h"

@@ -1,6 +1,5 @@
-// tests/support/sim_hid.h: the simulator's HID bus standing in for the system's HID interfaces, so
-// the library's own HID link and discovery run against the simulated reader. While a SimHidProvider
-// lives, the library enumerates and opens the bus's interfaces instead of the machine's.
+// The simulator's HID bus in place of the system's: while a SimHidProvider lives, the library enumerates
+// and opens the bus's interfaces instead of the machine's.
 #pragma once
 
 #include "core/state.h"
@@ -16,10 +15,7 @@
 namespace vnr::test {
 
 // The wait the library had set when a command frame went out: its read time-out and HID read delay.
-struct WaitSeen {
-    std::uint32_t timeout_ms;
-    std::uint32_t delay_ms;
-};
+struct WaitSeen { std::uint32_t timeout_ms; std::uint32_t delay_ms; };
 
 // The waits seen at each command frame sent on the HID road, in order. The library sets a command's wait
 // before it sends the frame, so a test checks the wait without sitting through it.

@@ -1,8 +1,5 @@
-// tests/support/sim_reader.h: a simulated reader on either link and a session opened on it through
-// device_open, as an application opens it; shared by the tests (support/sim_session.h) and the benchmarks.
-//   serial: the reader on a pty mapped as COM1 below a fresh prefix; the HID bus is empty, so the USB
-//           search finds nothing and the open goes on to COM1.
-//   hid:    the reader as a USB HID interface on the simulator's bus, which stands in for the system's.
+// A simulated reader and a session opened on it by device_open. serial: a pty as COM1 below a fresh
+// prefix, the HID bus empty; hid: a USB HID interface on the simulator's bus.
 #pragma once
 
 #include "support/sim_hid.h"

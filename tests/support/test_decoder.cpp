@@ -1,13 +1,8 @@
-// tests/support/test_decoder.cpp: a photo decoder for tests, built as libGetInfo.so beside the test
-// programs, where the library looks for the decoder when the system's search finds none.
-//
-// GetBmp(path, mode) reads the file at `path`:
-//   - it cannot be opened: returns -3 and writes nothing;
-//   - it begins with "GetBmp:": the rest of its first line is a script of words, "status=N" (the result,
-//     default 1) and "bmp" (write the bitmap); e.g. "GetBmp: status=-1" or "GetBmp: status=7 bmp";
-//   - anything else: writes the bitmap and returns 1.
-// The bitmap is a 102 x 126 24-bit BMP of one grey, at `path` with its last four characters replaced
-// by ".bmp". When VNR_TEST_DECODER_CALLS names a file, each call appends "<mode> <path>\n" to it.
+// A photo decoder for tests, built as libGetInfo.so beside the test programs. GetBmp(path, mode): a file
+// that cannot be opened gives -3; one beginning "GetBmp:" scripts the call ("status=N", default 1, and
+// "bmp" to write the bitmap); any other writes the bitmap and gives 1. The bitmap is a 102 x 126 grey
+// BMP at `path` with ".bmp" for its last four characters. VNR_TEST_DECODER_CALLS: a file that each call
+// appends "<mode> <path>\n" to.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>

@@ -1,6 +1,4 @@
-// The diagnostic log: the day folder and hour file by the local time, the line heads, room of a line,
-// the purge of old folders. The flat file is seen through the card pictures, the GBK lines through the
-// functions that write them, and a log that is off through the loaded library (abi).
+// The diagnostic log: the day folder and hour file by local time, line heads, a line's room, the purge.
 #include "core/log.h"
 #include "support/temp_prefix.h"
 

@@ -1,8 +1,5 @@
 // The POSIX platform backends: text conversion, paths, files, folders, appends, and loading when the
-// library or the symbol is missing. The local time is seen through the log's folders and files, the
-// lock through the library: nested guards (a nation converted inside IDCard_GetCardInfo) and threads
-// sharing one reader (integration).
-// The counters are seen through the exchange's time-outs, a found decoder through the photo tests.
+// library or the symbol is missing.
 #include "platform/dynamic_library.h"
 #include "platform/files.h"
 #include "platform/paths.h"

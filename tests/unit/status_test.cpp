@@ -1,6 +1,5 @@
-// tests/unit/status_test.cpp: every status code that the public header names has words in the core's one
-// table of them, which the tool prints and the Python binding is made from; a reader's status pair kept
-// to 16 bits at its edge (the others are pinned beside reader_status).
+// Every status code the public header names has words in the core's table; a reader's status pair is
+// kept to 16 bits at its edge.
 #include "core/exchange.h"
 #include "core/status.h"
 

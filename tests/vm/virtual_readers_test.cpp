@@ -1,6 +1,5 @@
-// Readers on the USB HID road of a real kernel: each a uhid device served by the simulator's HID interface,
-// which the kernel shows as /dev/hidrawN and the library opens through its hidraw backend, exported
-// functions only. Several readers at once, and a reader unplugged in the middle of an exchange.
+// Readers as uhid devices of a real kernel, opened through the hidraw backend by exported functions
+// only: several readers at once, and one unplugged in the middle of an exchange.
 #include "vnr_32.h"
 #include "vnrsim/hid_reader.h"
 #include "vnrsim/reader.h"

@@ -1,7 +1,5 @@
-// tests/wine/bank_road_tests.cpp: one bank card read through the Windows DLL, under Wine, on the
-// simulated reader of COM1: iReadICCardNoAndName's first way on a contact card (power-up, the PSE, its
-// directory record, the application, record 1 of SFI 1), the card's answers canned over the control
-// channel on COM2, whose history gives back the commands the reader received. Takes no arguments.
+// One bank card read through the DLL under Wine: iReadICCardNoAndName's first way on a contact card,
+// answers canned over COM2, whose history gives back the commands received. Takes no arguments.
 #include "cases.h"
 #include "control_port.h"
 #include "vnr_32.h"

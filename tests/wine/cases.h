@@ -1,6 +1,5 @@
-// tests/wine/cases.h: the small harness of the programs that run under Wine. A case is a named
-// function of checks and fails when any of its checks does; each case prints one line, its failed
-// checks below it, and the program ends with "N passed, N failed".
+// The harness of the Wine programs: a case is a named function of checks; each prints a line, its failed
+// checks below, and the program ends with "N passed, N failed".
 #pragma once
 
 #include <fcntl.h>

@@ -1,6 +1,4 @@
-// tests/wine/contact_road_tests.cpp: the Windows DLL, loaded and reached as an application does, working a
-// contact card on COM1 under Wine; the card's answers come as canned replies set over the control channel
-// (COM2), one for each command. Takes no arguments; ends with "N passed, N failed".
+// The DLL working a contact card on COM1 under Wine; answers canned over COM2. Takes no arguments.
 #include "cases.h"
 #include "control_port.h"
 #include "vnr_32.h"

@@ -1,8 +1,5 @@
-// tests/wine/contactless_road_tests.cpp: one contactless session through the Windows DLL, under Wine, on
-// the simulated reader of COM1: field on, activate a Mifare-class card, authenticate a sector, read a
-// block, halt, field off; then the refusals of a block reply longer than a block and of a sector out of
-// bounds. The card's answers are canned replies, one use each, set over the control channel on COM2,
-// whose history gives back the commands the reader received. Takes no arguments.
+// One contactless session through the DLL under Wine: field, activation, authentication, read, halt, and
+// the refusals of a long block and a sector out of bounds; answers canned over COM2. Takes no arguments.
 #include "cases.h"
 #include "control_port.h"
 #include "vnr_32.h"

@@ -1,14 +1,6 @@
-// tests/wine/idcard_road_tests.cpp: the Windows DLL reading the simulated identity card on COM1,
-// under Wine, with GetInfo.dll beside it. Loads vnr_32.dll with LoadLibraryA and reaches it only
-// through GetProcAddress, as an application does. What runs through the Windows backends: field
-// conversion by WideCharToMultiByte, photo files below GBK folders on drive D:, the decoder loaded at
-// run time beside the DLL, wz.txt written byte for byte, and the card pictures drawn with GDI. What the
-// family does with the card (Base64, the foreign card's line) is the shared code's, seen on Linux.
-//
-// The reader on COM1 holds the resident card of the deck.
-//   idcard_road_tests.exe --name-gbk HEX --address-gbk HEX --id-number TEXT
-// The texts are the deck's own (name and address as hex of their GBK bytes).
-// Prints a line for each case and ends with "N passed, N failed"; exits 1 when a case failed.
+// The DLL reading the simulated identity card on COM1 under Wine, GetInfo.dll beside it: the Windows
+// backends' conversion, GBK folders on D:, the decoder loaded at run time, wz.txt, and GDI card pictures.
+//   idcard_road_tests.exe --name-gbk HEX --address-gbk HEX --id-number TEXT  (the deck's own texts)
 #include "cases.h"
 #include "vnr_32.h"
 

@@ -1,10 +1,5 @@
-// tests/wine/platform_tests.cpp: the Windows platform backends on their own, run under Wine, for what
-// the road tests cannot see through the DLL: GBK text that the deck's texts never hold (what GBK lacks,
-// GBK back to UTF-8 for the tool), drive roots, sleep_us (the HID link's pauses), and drawing through
-// GDI: the same pixels as the POSIX backend for rows, masks and raster operations. Folders are made for
-// every photo of idcard_road_tests and listed by the log's purge in serial_road_tests; the lock is
-// entered again inside IDCard_GetCardInfo of the nation. Linked with the backend sources directly.
-//   platform_tests.exe
+// The Windows platform backends on their own under Wine, for what the DLL's road tests cannot see: GBK
+// the deck never holds, drive roots, sleep_us, and GDI drawing with the POSIX backend's pixels.
 #include "cases.h"
 #include "platform/clock.h"
 #include "platform/drawing.h"

@@ -1,7 +1,4 @@
-// tests/wine/reader_road_tests.cpp: the Windows DLL's reader control, stripe and PIN pad on COM1, under
-// Wine. Loads vnr_32.dll with LoadLibraryA and reaches it only through GetProcAddress; the simulator's
-// answers are canned over its control channel on COM2, and what the reader received is read back there.
-// Takes no arguments. Prints a line for each case and ends with "N passed, N failed".
+// The DLL's reader control, stripe and PIN pad on COM1 under Wine; answers canned over COM2.
 #include "cases.h"
 #include "control_port.h"
 #include "vnr_32.h"

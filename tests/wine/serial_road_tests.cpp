@@ -1,17 +1,7 @@
-// tests/wine/serial_road_tests.cpp: the Windows DLL on the serial road, run under Wine against the
-// reader simulator. Loads vnr_32.dll with LoadLibraryA and reaches it only through GetProcAddress, as
-// an application does; the function types come from the public header.
-//
-// The ports and the drive, as scripts/wine-tests.sh maps them:
-//   COM1   the simulated reader             COM2   the simulator's control channel, a command a line
-//   COM10  the simulated reader again, reached under the device-prefix name "\\.\COM10"
-//   COM4   a device that opens but is no serial port (/dev/null)
-//   COM32  not mapped at all
-//   D:     a temporary folder; the program creates the log root D:\VNlog before loading the DLL
-//
-//   serial_road_tests.exe --reader-version-gbk HEX --module-version-gbk HEX
-// The two texts are the version answers of the deck, as hex of their GBK bytes.
-// Prints a line for each case and ends with "N passed, N failed"; exits 1 when a case failed.
+// The DLL on the serial road under Wine, reached only through LoadLibraryA and GetProcAddress. Ports:
+// COM1 the reader, COM2 its control channel, COM10 the reader as "\\.\COM10", COM4 /dev/null, COM32
+// unmapped; D: a temporary folder holding the log root D:\VNlog.
+//   serial_road_tests.exe --reader-version-gbk HEX --module-version-gbk HEX  (the deck's version texts)
 #include "cases.h"
 #include "control_port.h"
 #include "vnr_32.h"

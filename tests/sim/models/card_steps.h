@@ -1,5 +1,5 @@
-// tests/sim/models/card_steps.h: a card model's behaviour as a table of steps: commands to the reader
-// with the status and data they must get, and control lines with the start of their answer.
+// A card model's behaviour as a table of steps: commands with the status and data they must get, and
+// control lines with the start of their answer.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -16,11 +16,7 @@ namespace vnrsim::test {
 // A command in hex, the status it must get and, unless nullptr, its data (hex with TLV groups and
 // 'text', as a deck writes bytes; "" for none). A step whose text starts with a lower-case letter is a
 // control line: status 0 wants an "ok" answer, any other an "error: " one, and `data` a part of it.
-struct Step {
-    const char* command;
-    std::uint16_t status = 0;
-    const char* data = nullptr;
-};
+struct Step { const char* command; std::uint16_t status = 0; const char* data = nullptr; };
 
 inline void run_steps(Reader& reader, std::span<const Step> steps) {
     Control control(reader);

@@ -1,7 +1,5 @@
-// tests/sim/models/contactless_test.cpp: the model "contactless" seen through the reader's answers: the
-// field and which card an activation takes, halts and faults; a Mifare card's authentication scope,
-// keys, access bits and values; the tags' one-time and lock bits, key, password and fast read; and the
-// deck's mistakes refused with their path.
+// The model "contactless" through the reader's answers: the field and activations, Mifare keys, access
+// bits and values, the tags' lock bits and passwords, and the deck's mistakes refused with their path.
 #include <gtest/gtest.h>
 
 #include "card_steps.h"
@@ -128,12 +126,7 @@ TEST(ContactlessModel, ShippedDeckLoadsAndMistakesAreRefusedWithTheirPath) {
         {R"({"in_field": ["nothing"]})", "contactless.in_field[0]:"},
     };
     for (const auto& [section, wanted] : cases) {
-        std::string message;
-        try {
-            reader_with(section);
-        } catch (const std::runtime_error& e) {
-            message = e.what();
-        }
+        const std::string message = vnrsim::test::refusal([&] { reader_with(section); });
         EXPECT_NE(message.find(wanted), std::string::npos) << section << " gave: " << message;
     }
 }

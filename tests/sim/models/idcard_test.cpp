@@ -1,7 +1,5 @@
-// tests/sim/models/idcard_test.cpp: the model "idcard" where no test through the library reaches it: its
-// deck section and the refusal of its mistakes with their path, its commands other than the reads with
-// and without a card, the counting of an injected triple, and its control words. Its reads are checked
-// end to end, through the library, in tests/idcard.
+// The model "idcard" where no test through the library reaches it: its deck section and refusals, its
+// commands other than the reads, an injected triple's count, and its control words.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -43,12 +41,7 @@ TEST(IdCardModel, ShippedSectionsReadAndMistakesAreRefusedWithWhereAndWhat) {
         {R"({"idcard": {"resident": {"added": ")" + std::string(392, 'A') + R"("}}})", {"idcard.resident.added:", "196"}},
     };
     for (const auto& [json, wanted] : cases) {
-        std::string message;
-        try {
-            Deck::parse(json, "test.json", dir);
-        } catch (const std::runtime_error& e) {
-            message = e.what();
-        }
+        const std::string message = vnrsim::test::refusal([&] { Deck::parse(json, "test.json", dir); });
         for (const char* part : wanted) EXPECT_NE(message.find(part), std::string::npos) << json << " gave: " << message;
     }
     std::filesystem::remove_all(dir);

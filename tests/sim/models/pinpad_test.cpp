@@ -1,7 +1,5 @@
-// tests/sim/models/pinpad_test.cpp: the model "pinpad": a work key taken only under a loaded main key
-// (deciphered right, so the pad's DES works both ways), the format 0 PIN block (by hand, and enciphered to a
-// known answer), a read that waits for the typed PIN, a cancel, a PIN of the wrong length, its time-out
-// and its script on a driven clock, and the refusals of commands and deck.
+// The model "pinpad": work keys under a main key, the format 0 PIN block, a read waiting for the PIN,
+// cancel, wrong length, time-out and script on a driven clock, and refusals.
 #include <gtest/gtest.h>
 
 #include "../ask.h"

@@ -1,7 +1,5 @@
-// tests/sim/models/reader_test.cpp: the model "reader": the EEPROM's words and bounds, the block store's
-// base-265 addresses, both serial number writes, the side query's layout, the status bytes following
-// the card models (seen through probe siblings, and with none), and what the control channel shows of
-// the commands it kept.
+// The model "reader": EEPROM words and bounds, the block store's addresses, serial number writes, the
+// side query, the status bytes following the card models, and the commands the control channel shows.
 #include <gtest/gtest.h>
 
 #include <set>

@@ -1,7 +1,5 @@
-// tests/sim/models/stripe_test.cpp: the model "stripe": the framing of a swipe's tracks, what a read
-// answers with a swipe held, without one, with a bad one, and when its wait runs out (on a driven
-// clock), a scripted swipe that comes into the read that waits long enough, the modes, and the deck's
-// and control line's refusals.
+// The model "stripe": track framing, reads with and without a swipe or with a bad one, the wait running
+// out on a driven clock, a scripted swipe, the modes, and the refusals.
 #include <gtest/gtest.h>
 
 #include "../ask.h"
@@ -71,12 +69,7 @@ TEST(StripeModel, ModesAndRefusals) {
         {R"({"stripe": {"swipes": [{"bad": true, "after_ms": 255001}]}})", "stripe.swipes[0].after_ms:"},
     };
     for (const auto& [json, wanted] : decks) {
-        std::string message;
-        try {
-            Deck::parse(json);
-        } catch (const std::runtime_error& e) {
-            message = e.what();
-        }
+        const std::string message = vnrsim::test::refusal([&] { Deck::parse(json); });
         EXPECT_NE(message.find(wanted), std::string::npos) << json << " gave: " << message;
     }
 }
