@@ -6,7 +6,7 @@
 #   2. the same tests in an address+undefined sanitizer build and in a thread sanitizer build (there the
 #      robustness tests' thread counts at a tenth, and their measured waits allowed 80 ms for the
 #      sanitizer's own slowness instead of 30), and the soak under valgrind (scripts/soak.sh);
-#   3. every fuzz target from its corpus (scripts/fuzz.sh, a clang build), each counted as a test;
+#   3. every fuzz target for 20 s (VNR_FUZZ_SECONDS) from its corpus (scripts/fuzz.sh, a clang build);
 #   4. the install tree with examples/consumer built against it both ways and the man pages; the Python
 #      binding; the Debian package (lintian, dpkg -i, use, dpkg -r); the tests of an i686 (clang) and an
 #      aarch64 (qemu) cross build; the hidraw and uhid tests and vnr doctor in a virtual machine; the PC/SC
@@ -91,8 +91,8 @@ else failed=$((failed + 1)); stage_failed+=("tsan build"); fi
 step "Soak: plain, leak sanitizer and valgrind"
 if "$top/scripts/soak.sh"; then passed=$((passed + 1)); else failed=$((failed + 1)); stage_failed+=("soak"); fi
 
-step "Fuzzing: each target ${VNR_FUZZ_SECONDS:-30} s"
-run_counted fuzz bash -c '"$1" "$2" | sed -u "s/^fuzz: \([0-9]* passed\)/\1/"' _ "$top/scripts/fuzz.sh" "${VNR_FUZZ_SECONDS:-30}"
+step "Fuzzing: each target ${VNR_FUZZ_SECONDS:-20} s"
+run_counted fuzz bash -c '"$1" "$2" | sed -u "s/^fuzz: \([0-9]* passed\)/\1/"' _ "$top/scripts/fuzz.sh" "${VNR_FUZZ_SECONDS:-20}"
 
 step "Install tree, examples/consumer built against it (CMake and pkg-config), man pages"
 run_counted install "$top/scripts/install-test.sh" build
