@@ -52,7 +52,12 @@ install(FILES ${PROJECT_SOURCE_DIR}/packaging/debian/copyright ${vnr_deb_doc}/ch
 install(FILES ${PROJECT_SOURCE_DIR}/packaging/debian/lintian-overrides DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides
         RENAME vnr32 COMPONENT deb EXCLUDE_FROM_ALL)
 
-# The install of the package takes the default component and these documents.
+# The install of the package takes the default component and these documents, and the PC/SC driver where it
+# was built: its bundle in pcscd's driver folder and the commented example for a serial reader.
 set(CPACK_INSTALL_CMAKE_PROJECTS "${PROJECT_BINARY_DIR};vnr32;Unspecified;/;${PROJECT_BINARY_DIR};vnr32;deb;/")
+if(TARGET vnr_pcsc)
+  list(APPEND CPACK_INSTALL_CMAKE_PROJECTS "${PROJECT_BINARY_DIR};vnr32;pcsc;/")
+  set(CPACK_DEBIAN_PACKAGE_SUGGESTS "pcscd")
+endif()
 
 include(CPack)
