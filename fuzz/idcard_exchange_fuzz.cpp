@@ -35,8 +35,10 @@ void call_one(std::int32_t icdev, FuzzedDataProvider& in) {
         case 1: {
             std::uint32_t length = 0xEEEEEEEE;
             auto data = room(2000);
-            const std::int16_t status = IDCard_Read(icdev, &length, data.data());
-            if (status == VNR_OK || status == VNR_E_CARD_STATUS) FUZZ_CHECK(length <= data.size());
+            // Whenever a count was laid (the module's own refusal too), it fits the room. -50 alone does not
+            // say so: a reader's status word 00 32 gives the same number, with nothing written.
+            (void)IDCard_Read(icdev, &length, data.data());
+            if (length != 0xEEEEEEEE) FUZZ_CHECK(length <= data.size());
             break;
         }
         case 2: {
