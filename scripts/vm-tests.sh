@@ -65,7 +65,9 @@ find "$root" -type f \( -name '*.so*' -o -perm -u+x \) ! -name busybox -exec str
 cat >"$root/init" <<EOF
 #!/bin/busybox sh
 /bin/busybox --install -s /bin
-mount -t proc proc /proc; mount -t sysfs sys /sys; mount -t devtmpfs dev /dev; mount -t tmpfs tmp /tmp
+# No tmpfs over /tmp: the root in memory is writable already, and the programs may lie below /tmp (a
+# clone there) at the paths they were built at.
+mount -t proc proc /proc; mount -t sysfs sys /sys; mount -t devtmpfs dev /dev
 chmod 1777 /tmp
 for module in hid uhid hid-generic; do insmod /modules/\$module.ko || echo "vm-check FAIL insmod \$module"; done
 echo "vm: kernel \$(uname -r), /dev/uhid: \$(ls /dev/uhid 2>&1)"
