@@ -9,6 +9,8 @@
 // nothing is written past it: what would not fit is refused as each function says.
 #pragma once
 
+#include "crypto/encoders.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -64,9 +66,10 @@ std::int32_t& bank_icdev(const core::LibraryGuard& guard) noexcept;
 
 // ---- Text and tags (hex_text.cpp) -----------------------------------------------------------------
 
-// hex_asc and asc_hex without the library lock: `text` takes 2*count+1 bytes, `bytes` count+1.
-std::int16_t bytes_to_hex(const std::uint8_t* bytes, char* text, std::uint32_t count) noexcept;
-std::int16_t hex_to_bytes(const char* text, std::uint8_t* bytes, std::uint32_t count) noexcept;
+// hex_asc and asc_hex without the library lock, the crypto family's: `text` takes 2*count+1 bytes,
+// `bytes` count+1.
+using crypto::bytes_to_hex;
+using crypto::hex_to_bytes;
 
 // The value of the first tag `tag` (tag_len bytes) in the BER-TLV `data`, depth first (bank/tlv.h,
 // compared on the wanted tag's length). 0 and `value`, `*value_len` set when found; 1 when not found,

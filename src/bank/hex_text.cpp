@@ -12,49 +12,20 @@ namespace vnr::bank {
 
 namespace {
 
-constexpr char kDigits[] = "0123456789ABCDEF";
 constexpr std::size_t kMaxTagDigits = 8;  // a wanted tag of up to four bytes
 
-int digit_value(char c) noexcept {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    return -1;
-}
-
-// The bytes of a text of at most `most_digits` digits (a last odd digit dropped), through asc_hex as
-// the text layer converts; false for a longer text or a character that is no digit.
+// The bytes of a text of at most `most_digits` digits (a last odd digit dropped); false for a longer
+// text or a character that is no digit.
 bool text_bytes(const char* text, std::size_t most_digits, std::vector<std::uint8_t>& bytes) {
     const std::size_t digits = ::strnlen(text, most_digits + 1);
     if (digits > most_digits) return false;
     bytes.assign(digits / 2 + 1, 0);
-    if (crypto::asc_hex(text, bytes.data(), static_cast<std::uint32_t>(digits / 2)) != 0) return false;
+    if (crypto::hex_to_bytes(text, bytes.data(), static_cast<std::uint32_t>(digits / 2)) != 0) return false;
     bytes.resize(digits / 2);
     return true;
 }
 
 }  // namespace
-
-std::int16_t bytes_to_hex(const std::uint8_t* bytes, char* text, std::uint32_t count) noexcept {
-    for (std::uint32_t i = 0; i < count; ++i) {
-        *text++ = kDigits[bytes[i] >> 4];
-        *text++ = kDigits[bytes[i] & 0x0F];
-    }
-    *text = '\0';
-    return 0;
-}
-
-std::int16_t hex_to_bytes(const char* text, std::uint8_t* bytes, std::uint32_t count) noexcept {
-    for (std::uint32_t i = 0; i < count; ++i) {
-        const int high = digit_value(text[2 * std::size_t{i}]);
-        if (high < 0) return -1;
-        const int low = digit_value(text[2 * std::size_t{i} + 1]);
-        if (low < 0) return -1;
-        bytes[i] = static_cast<std::uint8_t>(high << 4 | low);
-    }
-    bytes[count] = 0;
-    return 0;
-}
 
 std::int32_t find_tag(const std::uint8_t* data, std::size_t data_len, const std::uint8_t* tag, std::size_t tag_len,
                       std::span<std::uint8_t> value, std::uint16_t* value_len) noexcept {
@@ -74,7 +45,7 @@ std::int32_t find_tag_hex(const char* data_text, const char* tag_text, std::span
         std::uint16_t length = 0;
         if (find_tag(data.data(), data.size(), tag.data(), tag.size(), value, &length) != 0) return -1;
         if (2u * length + 1 > value_text.size()) return -1;
-        crypto::hex_asc(value.data(), value_text.data(), length);
+        crypto::bytes_to_hex(value.data(), value_text.data(), length);
         return 0;
     } catch (...) {  // no room for the work bytes
         return -1;
@@ -82,15 +53,11 @@ std::int32_t find_tag_hex(const char* data_text, const char* tag_text, std::span
 }
 
 void afl_to_read_commands(std::string_view afl_entry, std::span<ReadCommand> commands, std::int32_t* count) noexcept {
-    std::uint8_t entry[3] = {};
+    std::uint8_t entry[4] = {};  // three bytes read from the first six digits, and hex_to_bytes's zero byte
     if (afl_entry.size() != 8) return;
-    for (std::size_t i = 0; i < 3; ++i) {
-        const int high = digit_value(afl_entry[2 * i]), low = digit_value(afl_entry[2 * i + 1]);
-        if (high < 0 || low < 0) {  // not an entry: no command
-            *count = 0;
-            return;
-        }
-        entry[i] = static_cast<std::uint8_t>(high << 4 | low);
+    if (crypto::hex_to_bytes(afl_entry.data(), entry, 3) != 0) {  // not an entry: no command
+        *count = 0;
+        return;
     }
     // P2: the SFI in the top five bits, and 100: P1 is a record number.
     const unsigned p2 = (entry[0] & 0xF8u) | 0x04u;

@@ -81,7 +81,6 @@ inline std::uint32_t base64_group(const char* in) noexcept {
 // Pairs of digits to bytes, each byte `base` times the first digit plus the second. The first digit
 // of a pair is judged before the second is read, so reading stops at the first bad one.
 std::int16_t pairs_to_bytes(const char* src, std::uint8_t* dst, std::uint32_t count, int base) noexcept {
-    const core::LibraryGuard guard;
     for (std::size_t i = 0; i < count; ++i) {
         const int high = digit_value(src[2 * i]);
         if (high < 0) return VNR_E_GENERAL;
@@ -95,8 +94,7 @@ std::int16_t pairs_to_bytes(const char* src, std::uint8_t* dst, std::uint32_t co
 
 }  // namespace
 
-std::int16_t hex_asc(const std::uint8_t* src, char* dst, std::uint32_t count) noexcept {
-    const core::LibraryGuard guard;
+std::int16_t bytes_to_hex(const std::uint8_t* src, char* dst, std::uint32_t count) noexcept {
     for (std::size_t i = 0; i < count; ++i) {
         dst[2 * i] = kHexDigits[src[i] >> 4];
         dst[2 * i + 1] = kHexDigits[src[i] & 0x0F];
@@ -105,11 +103,22 @@ std::int16_t hex_asc(const std::uint8_t* src, char* dst, std::uint32_t count) no
     return VNR_OK;
 }
 
-std::int16_t asc_hex(const char* src, std::uint8_t* dst, std::uint32_t count) noexcept {
+std::int16_t hex_to_bytes(const char* src, std::uint8_t* dst, std::uint32_t count) noexcept {
     return pairs_to_bytes(src, dst, count, 16);
 }
 
+std::int16_t hex_asc(const std::uint8_t* src, char* dst, std::uint32_t count) noexcept {
+    const core::LibraryGuard guard;
+    return bytes_to_hex(src, dst, count);
+}
+
+std::int16_t asc_hex(const char* src, std::uint8_t* dst, std::uint32_t count) noexcept {
+    const core::LibraryGuard guard;
+    return hex_to_bytes(src, dst, count);
+}
+
 std::int16_t asc_dec(const char* src, std::uint8_t* dst, std::uint32_t count) noexcept {
+    const core::LibraryGuard guard;
     return pairs_to_bytes(src, dst, count, 10);
 }
 

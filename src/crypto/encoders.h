@@ -7,15 +7,20 @@
 
 namespace vnr::crypto {
 
-// Each of `count` bytes as two upper-case digits, then a zero byte (2*count+1 bytes). Takes the
-// library lock. Returns 0.
-std::int16_t hex_asc(const std::uint8_t* src, char* dst, std::uint32_t count) noexcept;
+// Each of `count` bytes as two upper-case digits, then a zero byte (2*count+1 bytes). Returns 0.
+std::int16_t bytes_to_hex(const std::uint8_t* src, char* dst, std::uint32_t count) noexcept;
 
 // `count` bytes from pairs of hexadecimal digits (either case), then a zero byte. At the first bad
-// character: -1, the bytes done so far in `dst`, no zero byte. Takes the library lock.
+// character: -1, the bytes done so far in `dst`, no zero byte.
+std::int16_t hex_to_bytes(const char* src, std::uint8_t* dst, std::uint32_t count) noexcept;
+
+// bytes_to_hex under the library lock.
+std::int16_t hex_asc(const std::uint8_t* src, char* dst, std::uint32_t count) noexcept;
+
+// hex_to_bytes under the library lock.
 std::int16_t asc_hex(const char* src, std::uint8_t* dst, std::uint32_t count) noexcept;
 
-// As asc_hex, each pair read as 10*first+second with A to F counting 10 to 15.
+// As asc_hex, each pair read as 10*first+second with A to F counting 10 to 15. Takes the library lock.
 std::int16_t asc_dec(const char* src, std::uint8_t* dst, std::uint32_t count) noexcept;
 
 // Base64 of `count` bytes, padded, no zero byte. Returns the number of characters plus one.
