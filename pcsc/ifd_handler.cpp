@@ -67,13 +67,23 @@ struct Slot {
     Bytes atr;
 };
 
+// One open reader: it owns its library handle, which its last owner closes (the table's entry goes when the
+// last slot's channel closes, a call still running keeps the reader until it returns).
 struct Reader {
-    std::mutex mutex;      // guards everything below, and is held over each call into the library
+    std::mutex mutex;      // guards icdev's use and the slots, and is held over each call into the library
     std::int32_t icdev = 0;
-    unsigned open_slots = 0;  // pcscd opens and closes a channel for each slot: one bit each
+    unsigned open_slots = 0;  // pcscd opens and closes a channel for each slot: one bit each (table_mutex)
     std::array<Slot, kSlots> slots;
+
+    Reader() = default;
+    Reader(const Reader&) = delete;
+    Reader& operator=(const Reader&) = delete;
+    ~Reader() {
+        if (icdev >= 2) device_close(icdev);
+    }
 };
 
+// Taken alone or after a reader's mutex, never before one.
 std::mutex table_mutex;
 std::array<std::shared_ptr<Reader>, kMaxReaders> readers;
 
@@ -167,22 +177,21 @@ RESPONSECODE copy_out(std::span<const std::uint8_t> value, PDWORD length, PUCHAR
 
 RESPONSECODE open_channel(DWORD lun, const Road& road, const char* name) {
     if (reader_index(lun) >= kMaxReaders || slot_index(lun) >= kSlots) return IFD_COMMUNICATION_ERROR;
-    if (const auto open = reader_of(lun)) {  // a further slot of a reader already open shares its handle
-        const std::lock_guard lock(open->mutex);
-        open->open_slots |= 1u << slot_index(lun);
+    // The table stays locked from the look-up to the entry, so that slots opened at once share one handle.
+    const std::lock_guard table_lock(table_mutex);
+    std::shared_ptr<Reader>& entry = readers[reader_index(lun)];
+    if (entry) {  // a further slot of a reader already open shares its handle
+        entry->open_slots |= 1u << slot_index(lun);
         return IFD_SUCCESS;
     }
     auto reader = std::make_shared<Reader>();
-    reader->open_slots = 1u << slot_index(lun);
     reader->icdev = road.usb ? device_open_name("USB", 0, 0) : device_open_name("COM", road.port, road.baud);
     if (reader->icdev < 2) {
         log_line(PCSC_LOG_ERROR, "%s: no reader answers (%d)", name, reader->icdev);
         return reader->icdev < 0 ? ifd_code(reader->icdev, IFD_COMMUNICATION_ERROR) : IFD_NO_SUCH_DEVICE;
     }
-    {
-        const std::lock_guard lock(table_mutex);
-        readers[reader_index(lun)] = reader;
-    }
+    reader->open_slots = 1u << slot_index(lun);
+    entry = reader;
     log_line(PCSC_LOG_INFO, "%s: reader open on %s (handle %d, %lu slots)", name,
              road.usb ? "USB" : ("COM" + std::to_string(road.port + 1)).c_str(), reader->icdev, kSlots);
     return IFD_SUCCESS;
@@ -215,15 +224,13 @@ RESPONSECODE IFDHCloseChannel(DWORD Lun) {
     const DWORD slot = slot_index(Lun);
     const std::lock_guard lock(reader->mutex);
     if (reader->slots[slot].powered) power_down(*reader, slot);
+    const std::lock_guard table_lock(table_mutex);
     reader->open_slots &= ~(1u << slot);
-    if (reader->open_slots != 0) return IFD_SUCCESS;  // the reader's last slot closes its handle
-    {
-        const std::lock_guard table_lock(table_mutex);
+    // The reader's last slot takes it out of the table; its handle closes with its last owner.
+    if (reader->open_slots == 0 && readers[reader_index(Lun)] == reader) {
         readers[reader_index(Lun)] = nullptr;
+        log_line(PCSC_LOG_INFO, "reader %lu closed", reader_index(Lun));
     }
-    device_close(reader->icdev);
-    reader->icdev = 0;
-    log_line(PCSC_LOG_INFO, "reader %lu closed", reader_index(Lun));
     return IFD_SUCCESS;
 }
 
