@@ -3,7 +3,8 @@
 # (default 30), two at a time (FUZZ_JOBS), from its committed corpus fuzz/corpus/<target>/, which is
 # only read: new inputs go to build-fuzz/fuzz-runs/<target>/new/, and what a target finds (crash-*,
 # leak-*, timeout-*, oom-*) to build-fuzz/fuzz-runs/<target>/. One line per target (executions,
-# crashes), then "fuzz: N passed, M failed"; exits non-zero on any finding or a failed build.
+# crashes), then "N passed, M failed" as the other check scripts end; exits non-zero on any finding or a
+# failed build.
 #   scripts/fuzz.sh [SECONDS] [TARGET...]     TARGET: a name such as frame_hid (default: all of them)
 set -uo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
@@ -14,7 +15,7 @@ build="$top/build-fuzz"
 if ! CC=clang CXX=clang++ cmake -S "$top" -B "$build" -G Ninja -DVNR_FUZZ=ON -DVNR_BUILD_TESTS=OFF \
        -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null || ! cmake --build "$build" -j2 --target fuzz_targets >/dev/null; then
   echo "fuzz: the fuzz targets did not build"
-  echo "fuzz: 0 passed, 1 failed"
+  echo "0 passed, 1 failed"
   exit 1
 fi
 
@@ -78,5 +79,5 @@ for entry in "${running[@]}"; do
   report "${entry#*:}"
 done
 
-echo "fuzz: $passed passed, $failed failed"
+echo "$passed passed, $failed failed"
 [ "$failed" -eq 0 ]

@@ -53,6 +53,12 @@ build() {  # build DIR [cmake options...]
 
 step() { printf '\n==== %s (at %d s)\n' "$*" "$SECONDS"; }
 
+# Runs one check that passes or fails as a whole.
+run_one() {  # run_one NAME COMMAND...
+  local name=$1; shift
+  if "$@"; then passed=$((passed + 1)); else failed=$((failed + 1)); stage_failed+=("$name"); fi
+}
+
 # Runs a check script that ends with the line "N passed, N failed" and adds its counts to the totals.
 run_counted() {  # run_counted NAME COMMAND...
   local name=$1 log line p f; shift
@@ -69,13 +75,13 @@ run_counted() {  # run_counted NAME COMMAND...
 if [ "$linux_only" -eq 1 ]; then "$top/scripts/install-deps.sh" linux ship; else "$top/scripts/install-deps.sh" all; fi || exit 1
 
 step "Layering"
-if "$top/scripts/check-layering.sh"; then passed=$((passed + 1)); else failed=$((failed + 1)); stage_failed+=("layering"); fi
+run_one "layering" "$top/scripts/check-layering.sh"
 
 step "Linux build and tests"
 if build build -DVNR_BUILD_BENCH=ON -DVNR_WERROR=ON; then run_ctest linux build; else failed=$((failed + 1)); stage_failed+=("linux build"); fi
 
 step "Static analysis"
-if "$top/scripts/static-analysis.sh" build; then passed=$((passed + 1)); else failed=$((failed + 1)); stage_failed+=("static analysis"); fi
+run_one "static analysis" "$top/scripts/static-analysis.sh" build
 
 step "Address and undefined-behaviour sanitizer build and tests"
 if build build-asan -DVNR_SANITIZE=address -DCMAKE_BUILD_TYPE=Debug; then
@@ -89,10 +95,10 @@ if build build-tsan -DVNR_SANITIZE=thread -DCMAKE_BUILD_TYPE=Debug; then
 else failed=$((failed + 1)); stage_failed+=("tsan build"); fi
 
 step "Soak: plain, leak sanitizer and valgrind"
-if "$top/scripts/soak.sh"; then passed=$((passed + 1)); else failed=$((failed + 1)); stage_failed+=("soak"); fi
+run_one "soak" "$top/scripts/soak.sh"
 
 step "Fuzzing: each target ${VNR_FUZZ_SECONDS:-20} s"
-run_counted fuzz bash -c '"$1" "$2" | sed -u "s/^fuzz: \([0-9]* passed\)/\1/"' _ "$top/scripts/fuzz.sh" "${VNR_FUZZ_SECONDS:-20}"
+run_counted fuzz "$top/scripts/fuzz.sh" "${VNR_FUZZ_SECONDS:-20}"
 
 step "Install tree, examples/consumer built against it (CMake and pkg-config), man pages"
 run_counted install "$top/scripts/install-test.sh" build
@@ -121,20 +127,10 @@ if [ "$linux_only" -eq 0 ]; then
   step "Windows cross builds, export tables and the serial road under Wine"
   if "$top/scripts/build-windows.sh" all; then
     for dir in build-win64 build-win32; do
-      if "$top/scripts/check-exports.sh" "$dir"; then passed=$((passed + 1)); else failed=$((failed + 1)); stage_failed+=("exports $dir"); fi
+      run_one "exports $dir" "$top/scripts/check-exports.sh" "$dir"
     done
-    log=$(mktemp)
-    "$top/scripts/wine-tests.sh" build build-win64 2>&1 | tee "$log"
-    line=$(grep -E "^[0-9]+ passed, [0-9]+ failed$" "$log" | tail -n 1)
-    if [ -n "$line" ]; then
-      p=${line%% passed*}; f=${line#*passed, }; f=${f%% failed*}
-      passed=$((passed + p)); failed=$((failed + f))
-      [ "$f" -eq 0 ] || stage_failed+=("wine")
-    else
-      failed=$((failed + 1)); stage_failed+=("wine")
-    fi
-    rm -f "$log"
-    if "$top/scripts/pack-windows.sh"; then passed=$((passed + 1)); else failed=$((failed + 1)); stage_failed+=("windows zip"); fi
+    run_counted wine "$top/scripts/wine-tests.sh" build build-win64
+    run_one "windows zip" "$top/scripts/pack-windows.sh"
   else
     failed=$((failed + 1)); stage_failed+=("windows build")
   fi
