@@ -71,6 +71,31 @@ private:
     std::vector<std::string> failures_;
 };
 
+// vnr_32.dll as an application reaches it: LoadLibraryA, then GetProcAddress of each export it calls.
+struct Dll {
+    HMODULE module = nullptr;
+    template <typename Function>
+    bool resolve(Function& function, const char* name) {
+        function = module != nullptr ? reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(module, name)))
+                                     : nullptr;
+        return function != nullptr;
+    }
+};
+
+// Declares `struct NAME` with a member for each export that the X-macro LIST names; load() resolves them all.
+#define VNR_WINE_MEMBER(name) decltype(&::name) name = nullptr;
+#define VNR_WINE_RESOLVE(name) all = resolve(name, #name) && all;
+#define VNR_WINE_LIBRARY(NAME, LIST)                                                                          \
+    struct NAME : vnr::wine_test::Dll {                                                                         \
+        LIST(VNR_WINE_MEMBER)                                                                                   \
+        bool load() {                                                                                           \
+            module = ::LoadLibraryA("vnr_32.dll");                                                              \
+            bool all = module != nullptr;                                                                       \
+            LIST(VNR_WINE_RESOLVE)                                                                              \
+            return all;                                                                                         \
+        }                                                                                                       \
+    }
+
 // The whole content of a file, others writing to it meanwhile; empty when it cannot be opened.
 inline std::string file_bytes(const std::string& path) {
     std::string content;

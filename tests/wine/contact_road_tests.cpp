@@ -9,13 +9,11 @@
 
 namespace {
 
-template <typename Function>
-bool resolve(HMODULE module, Function& function, const char* name) {
-    function = reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(module, name)));
-    return function != nullptr;
-}
+#define VNR_FUNCTIONS(X) \
+    X(device_open) X(sam_slt_getstate) X(sam_slt_reset) X(card_APDU) X(sam_slt_powerdown) X(srd_1604)
+VNR_WINE_LIBRARY(Library, VNR_FUNCTIONS);
 
-const char* const kAnswers[] = {"reply 3221 1003 times 1", "reply 3222 0 003B8F8001804F times 1", "reply 3223 0 times 1",
+const std::initializer_list<const char*> kAnswers = {"reply 3221 1003 times 1", "reply 3222 0 003B8F8001804F times 1", "reply 3223 0 times 1",
                                 "reply 322600 0 6F07840500000003339000 times 1", "reply 3235 6A82 times 1"};
 const std::uint8_t kAtr[] = {0x3B, 0x8F, 0x80, 0x01, 0x80, 0x4F}, kSelect[] = {0x00, 0xA4, 0x04, 0x00, 0x00};
 
@@ -24,19 +22,11 @@ const std::uint8_t kAtr[] = {0x3B, 0x8F, 0x80, 0x01, 0x80, 0x4F}, kSelect[] = {0
 int main() {
     vnr::wine_test::Cases cases;
     vnr::wine_test::ControlPort control("COM2");
-    const HMODULE dll = ::LoadLibraryA("vnr_32.dll");
-    decltype(&::device_open) open = nullptr;
-    decltype(&::sam_slt_getstate) getstate = nullptr;
-    decltype(&::sam_slt_reset) reset = nullptr;
-    decltype(&::card_APDU) apdu = nullptr;
-    decltype(&::sam_slt_powerdown) powerdown = nullptr;
-    decltype(&::srd_1604) srd = nullptr;
-    const bool loaded = dll != nullptr && resolve(dll, open, "device_open") & resolve(dll, getstate, "sam_slt_getstate") &
-                        resolve(dll, reset, "sam_slt_reset") & resolve(dll, apdu, "card_APDU") &
-                        resolve(dll, powerdown, "sam_slt_powerdown") & resolve(dll, srd, "srd_1604");
-    const std::int32_t icdev = loaded ? open(0, 115200) : 0;
+    Library vnr;
+    const bool loaded = vnr.load();
+    const std::int32_t icdev = loaded ? vnr.device_open(0, 115200) : 0;
     bool ready = icdev >= 2;
-    for (const char* line : kAnswers) ready = ready && control.send(line);
+    ready = ready && control.send_all(kAnswers);
     cases.group("a contact card on COM1");
     cases.run("the DLL loads, the reader opens and takes the card's answers on its control port", [&] {
         cases.check(ready, "loaded %d, device_open %ld, or a control line was refused", loaded, static_cast<long>(icdev));
@@ -46,19 +36,19 @@ int main() {
         std::uint16_t state = 0;
         std::uint8_t atr_length = 0, atr[255] = {}, answer[3073] = {};
         std::uint32_t length = 0;
-        cases.check(getstate(icdev, 0, &state) == 0 && state == 0x1003, "sam_slt_getstate: state %u", state);
-        cases.equal(reset(icdev, 500, 0, &atr_length, atr), 0, "sam_slt_reset");
+        cases.check(vnr.sam_slt_getstate(icdev, 0, &state) == 0 && state == 0x1003, "sam_slt_getstate: state %u", state);
+        cases.equal(vnr.sam_slt_reset(icdev, 500, 0, &atr_length, atr), 0, "sam_slt_reset");
         cases.check(atr_length == sizeof kAtr && std::memcmp(atr, kAtr, sizeof kAtr) == 0, "ATR of %u bytes", atr_length);
-        cases.equal(apdu(icdev, 0, sizeof kSelect, kSelect, &length, answer), 0, "card_APDU");
+        cases.equal(vnr.card_APDU(icdev, 0, sizeof kSelect, kSelect, &length, answer), 0, "card_APDU");
         cases.check(length == 11 && answer[9] == 0x90 && answer[10] == 0x00, "answer of %lu bytes", static_cast<unsigned long>(length));
-        cases.equal(powerdown(icdev, 0), 0, "sam_slt_powerdown");
+        cases.equal(vnr.sam_slt_powerdown(icdev, 0), 0, "sam_slt_powerdown");
     });
     cases.run("refusals send nothing; a 1604 status comes widened to 32 bits", [&] {
         std::uint32_t length = 0;
         std::uint8_t out[3073] = {};
-        cases.equal(apdu(icdev, 32, sizeof kSelect, kSelect, &length, out), -37, "card_APDU to slot 32");
-        cases.equal(srd(icdev, 1, 20, 1, out), -37, "srd_1604 below zone 1");
-        cases.equal(srd(icdev, 1, 21, 4, out), -27266, "srd_1604 answered 6A82");
+        cases.equal(vnr.card_APDU(icdev, 32, sizeof kSelect, kSelect, &length, out), -37, "card_APDU to slot 32");
+        cases.equal(vnr.srd_1604(icdev, 1, 20, 1, out), -37, "srd_1604 below zone 1");
+        cases.equal(vnr.srd_1604(icdev, 1, 21, 4, out), -27266, "srd_1604 answered 6A82");
     });
     return cases.summary();
 }

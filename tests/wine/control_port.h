@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <initializer_list>
 #include <string>
 
 namespace vnr::wine_test {
@@ -57,6 +58,19 @@ public:
         }
         if (answer != nullptr) *answer = reply;
         return reply.rfind("ok", 0) == 0;
+    }
+
+    // Sends each line; true when every one was taken.
+    bool send_all(std::initializer_list<const char*> lines) {
+        bool all = true;
+        for (const char* line : lines) all = send(line) && all;
+        return all;
+    }
+
+    // The commands the reader received since the history was cleared, as "ok" lists them, without it.
+    std::string received() {
+        std::string answer;
+        return send("history", &answer) && answer.size() > 3 ? answer.substr(3) : std::string();
     }
 
 private:

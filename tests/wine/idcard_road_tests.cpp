@@ -23,24 +23,7 @@ using vnr::wine_test::from_hex;
     X(IDCard_GetCardInfo) X(IDCard_SetPhotoPath) X(IDCard_SetPhotoName) X(MakePicture) X(MakePictureFront)    \
     X(MakePictureBack)
 
-struct Library {
-    HMODULE module = nullptr;
-#define VNR_MEMBER(name) decltype(&::name) name = nullptr;
-    VNR_FUNCTIONS(VNR_MEMBER)
-#undef VNR_MEMBER
-
-    bool load() {
-        module = ::LoadLibraryA("vnr_32.dll");
-        if (module == nullptr) return false;
-        bool all = true;
-#define VNR_RESOLVE(name)                                                                                    \
-    name = reinterpret_cast<decltype(name)>(reinterpret_cast<void*>(::GetProcAddress(module, #name)));          \
-    all = all && name != nullptr;
-        VNR_FUNCTIONS(VNR_RESOLVE)
-#undef VNR_RESOLVE
-        return all;
-    }
-};
+VNR_WINE_LIBRARY(Library, VNR_FUNCTIONS);
 
 struct Expected {
     std::string name;     // GBK

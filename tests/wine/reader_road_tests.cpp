@@ -17,36 +17,13 @@ using vnr::wine_test::ControlPort;
     X(device_open) X(device_close) X(dev_writeeeprom) X(magnetic_read) X(mw_kb_settimeout) X(mw_kb_setpasslen) \
     X(mw_kb_getpin)
 
-struct Library {
-    HMODULE module = nullptr;
-#define VNR_MEMBER(name) decltype(&::name) name = nullptr;
-    VNR_FUNCTIONS(VNR_MEMBER)
-#undef VNR_MEMBER
-
-    bool load() {
-        module = ::LoadLibraryA("vnr_32.dll");
-        if (module == nullptr) return false;
-        bool all = true;
-#define VNR_RESOLVE(name)                                                                                    \
-    name = reinterpret_cast<decltype(name)>(reinterpret_cast<void*>(::GetProcAddress(module, #name)));          \
-    all = all && name != nullptr;
-        VNR_FUNCTIONS(VNR_RESOLVE)
-#undef VNR_RESOLVE
-        return all;
-    }
-};
+VNR_WINE_LIBRARY(Library, VNR_FUNCTIONS);
 
 // Cans the replies (each "HEXCMD STATUS [HEXDATA]") after forgetting what the reader received.
 bool prepare(ControlPort& control, std::initializer_list<const char*> replies) {
-    bool ok = control.send("clear replies") && control.send("clear history");
+    bool ok = control.send_all({"clear replies", "clear history"});
     for (const char* reply : replies) ok = control.send(std::string("reply ") + reply) && ok;
     return ok;
-}
-
-// The commands the reader received, as the control channel lists them ("ok 31 ..." without the ok).
-std::string received(ControlPort& control) {
-    std::string answer;
-    return control.send("history", &answer) && answer.size() > 3 ? answer.substr(3) : std::string();
 }
 
 }  // namespace
@@ -66,7 +43,7 @@ int main() {
         cases.check(prepare(control, {"C00B 0000 1A1B1C1D", "C00A 0000"}), "the control channel refused a reply");
         const std::uint8_t data[2] = {0xD1, 0xD2};
         cases.equal(vnr.dev_writeeeprom(icdev, 11, 2, data), 0, "dev_writeeeprom(11, 2)");
-        cases.equal(received(control), "C00B00050004 C00A000500041AD1D21D", "the commands received");
+        cases.equal(control.received(), "C00B00050004 C00A000500041AD1D21D", "the commands received");
     });
     cases.run("a swipe fills the track record without the sentinels", [&] {
         cases.check(prepare(control, {"3260 0000 05F5033B3132333F253A3F"}), "the control channel refused a reply");
@@ -83,7 +60,7 @@ int main() {
         std::uint8_t pin[50] = {};
         cases.equal(vnr.mw_kb_getpin(icdev, 1, pin), 0, "mw_kb_getpin");
         cases.equal(reinterpret_cast<char*>(pin), "987654", "the PIN");
-        cases.equal(received(control), "C5010006 C5020006 C505001B49", "the commands received");
+        cases.equal(control.received(), "C5010006 C5020006 C505001B49", "the commands received");
     });
     control.send("clear replies");
     cases.equal(vnr.device_close(icdev), 0, "device_close");

@@ -22,29 +22,9 @@ using vnr::wine_test::from_hex;
 
 // ---- The DLL, reached as an application reaches it. -------------------------------------------
 
-struct Library {
-    HMODULE module = nullptr;
-    decltype(&::device_open) device_open = nullptr;
-    decltype(&::device_open_name) device_open_name = nullptr;
-    decltype(&::device_close) device_close = nullptr;
-    decltype(&::device_gettype) device_gettype = nullptr;
-    decltype(&::device_version) device_version = nullptr;
-    decltype(&::ReSetupComm) ReSetupComm = nullptr;
-
-    template <typename Function>
-    bool resolve(Function& function, const char* name) {
-        function = reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(module, name)));
-        return function != nullptr;
-    }
-
-    bool load() {
-        module = ::LoadLibraryA("vnr_32.dll");
-        if (module == nullptr) return false;
-        return resolve(device_open, "device_open") & resolve(device_open_name, "device_open_name") &
-               resolve(device_close, "device_close") & resolve(device_gettype, "device_gettype") &
-               resolve(device_version, "device_version") & resolve(ReSetupComm, "ReSetupComm");
-    }
-};
+#define VNR_FUNCTIONS(X) \
+    X(device_open) X(device_open_name) X(device_close) X(device_gettype) X(device_version) X(ReSetupComm)
+VNR_WINE_LIBRARY(Library, VNR_FUNCTIONS);
 
 constexpr std::int32_t kBaud = 115200;
 constexpr DWORD kSettleMs = 200;  // far longer than the rest of a version reply takes at 115200 baud
