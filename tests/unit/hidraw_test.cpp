@@ -3,6 +3,7 @@
 #include "platform/hid_device.h"
 #include "platform/posix/hidraw_nodes.h"
 #include "platform/posix/unique_fd.h"
+#include "support/temp_prefix.h"
 
 #include <gtest/gtest.h>
 
@@ -107,15 +108,6 @@ std::unique_ptr<vnr::platform::HidDevice> open_node(const std::string& path) {
     return open_hid_path(path, last_error);
 }
 
-struct TempDir {
-    TempDir() {
-        std::string pattern = (fs::temp_directory_path() / "vnr32-hid-XXXXXX").string();
-        path = ::mkdtemp(pattern.data());
-    }
-    ~TempDir() { fs::remove_all(path); }
-    fs::path path;
-};
-
 class HidrawBackend : public ::testing::Test {
 protected:
     HidrawBackend() {
@@ -128,8 +120,8 @@ protected:
     }
     ~HidrawBackend() override { fake = nullptr; }
 
-    TempDir dir;
-    std::string path = (dir.path / "hidraw0").string();
+    vnr::test::TempPrefix dir;
+    std::string path = (dir.root() / "hidraw0").string();
     FakeHidraw reader;
 };
 
@@ -202,13 +194,13 @@ TEST_F(HidrawBackend, OpenIsExclusiveAndCloseEndsEveryLaterCall) {
 }
 
 TEST(HidrawNodes, NodesComeByNumberAndOtherEntriesAreIgnored) {
-    const TempDir dir;
+    const vnr::test::TempPrefix dir;
     for (const char* name : {"hidraw10", "hidraw2", "hidraw0", "hidraw", "hidrawx", "hidraw3a", "hidraw-1", "uhid"})
-        std::ofstream{dir.path / name};
-    fs::create_directory(dir.path / "hidraw7");  // in sysfs the entries are links to folders
-    EXPECT_EQ(hidraw_nodes(dir.path.string()),
+        std::ofstream{dir.root() / name};
+    fs::create_directory(dir.root() / "hidraw7");  // in sysfs the entries are links to folders
+    EXPECT_EQ(hidraw_nodes(dir.root().string()),
               (std::vector<std::string>{"/dev/hidraw0", "/dev/hidraw2", "/dev/hidraw7", "/dev/hidraw10"}));
-    EXPECT_TRUE(hidraw_nodes((dir.path / "missing").string()).empty());
+    EXPECT_TRUE(hidraw_nodes((dir.root() / "missing").string()).empty());
 }
 
 }  // namespace
