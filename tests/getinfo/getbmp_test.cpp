@@ -41,11 +41,7 @@ TEST_F(GetBmpTest, WritesTheDecodedPortraitBeside) {
     EXPECT_EQ(run(dir_ / "zp.wlt"), GETINFO_OK);
     const auto bmp = wlt::read_bmp(dir_ / "zp.bmp");
     ASSERT_TRUE(bmp);
-    EXPECT_EQ(bmp->rgb, wlt::decode(stream_)->rgb);
-    const auto bytes = ScratchDir::read(dir_ / "zp.bmp");
-    ASSERT_GE(bytes.size(), 54u);
-    EXPECT_EQ(bytes[28], 24) << "24 bits a pixel";
-    EXPECT_EQ(bytes[22] | bytes[23] << 8, 126) << "positive height: bottom-up";
+    EXPECT_EQ(bmp->rgb, wlt::decode(stream_)->rgb);  // the file's layout is bmp_test.cpp's golden one
 }
 
 TEST_F(GetBmpTest, AcceptsAnyCaseSuffixAnyModeAndAPaddedBlock) {

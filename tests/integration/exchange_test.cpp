@@ -1,5 +1,5 @@
-// The command exchange on the serial and the HID link from one table: bytes on the wire, every failure
-// status through the simulator's faults, bounds on what a reply may declare.
+// The command exchange on the serial and the HID link from one table: bytes on the wire, the bounds of
+// the search for the start byte and of a cut reply, bounds on what a reply may declare.
 #include "core/exchange.h"
 #include "core/library_lock.h"
 #include "core/state.h"
@@ -85,47 +85,34 @@ TEST_P(Exchange, DataUpToTheRoomIsTakenAndOneByteMoreIsRefusedWithoutWritingPast
     EXPECT_EQ(reply[1], 0xEE);  // only the first byte was zeroed on entry
 }
 
+// A frame's own faults (LEN below 2, a wrong check byte) are frame_test.cpp's; here what the link adds.
 TEST_P(Exchange, MalformedRepliesFromAHostileReader) {
-    // LEN below 2: no room for the status pair.
-    canned_raw({0x60, 0x00}, {0x02, 0x00, 0x00, 0x00, 0x03});
-    EXPECT_EQ(exchange({0x60, 0x00}), VNR_E_END_BYTE);
     // A declared length larger than any frame: refused at once, without waiting for its bytes.
     canned_raw({0x60, 0x01}, {0x02, 0x3F, 0x3F, 0x3F, 0x3F, 0x30});
     vnr::core::set_comm_timeout(2000, 0);
     const auto start = vnr::platform::tick_ms();
     EXPECT_EQ(exchange({0x60, 0x01}), VNR_E_END_BYTE);
     EXPECT_LT(vnr::platform::tick_ms() - start, 1000u);
-    // A wrong check byte with a success status still fails, and hands nothing over.
-    canned_raw({0x60, 0x02}, {0x02, 0x00, 0x03, 0x00, 0x00, 0x41, 0x42, 0x03});
-    EXPECT_EQ(exchange({0x60, 0x02}), VNR_E_CHECK_BYTE);
     EXPECT_EQ(reply_length, 0u);
-    EXPECT_EQ(reply[0], 0);
 }
 
 TEST_P(Exchange, EveryFaultGivesItsStatusAndTheNextExchangeRecovers) {
     vnr::core::set_comm_timeout(300, 0);
     struct Case { vnrsim::Fault fault; std::optional<std::size_t> bytes; int expected; };
     // The start byte is looked for in ten bytes on the serial link, and in the first 255 bytes of ten
-    // reports (253 reply bytes each in the split form) on the HID link.
+    // reports (253 reply bytes each in the split form) on the HID link. A wrong check or end byte and
+    // silence, each against every family, are tests/robust's (faults_test.cpp, the waits in waits_test.cpp).
     const bool serial = link == Link::serial;
-    for (const Case c : {Case{vnrsim::Fault::wrong_check_byte, {}, VNR_E_CHECK_BYTE},
-                         Case{vnrsim::Fault::wrong_end_byte, {}, VNR_E_END_BYTE},
-                         Case{vnrsim::Fault::noise, 9, VNR_OK},
+    for (const Case c : {Case{vnrsim::Fault::noise, 9, VNR_OK},
                          Case{vnrsim::Fault::noise, serial ? 10u : 252u, serial ? VNR_E_NO_START : VNR_OK},
                          Case{vnrsim::Fault::noise, serial ? 10u : 2529u, serial ? VNR_E_NO_START : VNR_OK},
                          Case{vnrsim::Fault::noise, serial ? 10u : 2530u, VNR_E_NO_START},
-                         Case{vnrsim::Fault::silence, {}, VNR_E_NO_REPLY},
                          Case{vnrsim::Fault::cut, 3, VNR_E_NO_REPLY},
                          // A cut inside the one report of a short reply leaves zeros where the frame's
                          // end should be: the report came, the frame in it is broken.
                          Case{vnrsim::Fault::cut, 9, serial ? VNR_E_NO_REPLY : VNR_E_END_BYTE}}) {
         reader.inject(c.fault, vnrsim::Times::once, c.bytes);
-        const auto start = vnr::platform::tick_ms();
         EXPECT_EQ(exchange({0x31, 0x11, 0x01}), c.expected) << static_cast<int>(c.fault) << " " << c.bytes.value_or(0);
-        if (c.fault == vnrsim::Fault::silence) {  // the whole time-out, then no longer
-            EXPECT_GE(vnr::platform::tick_ms() - start, 300u);
-            EXPECT_LT(vnr::platform::tick_ms() - start, 1400u);
-        }
         if (c.expected != VNR_OK) {
             EXPECT_EQ(reply_length, 0u);
         }

@@ -67,7 +67,7 @@ const vnrsim::Clock::time_point t0 = vnrsim::Clock::time_point{} + 1h;
 const vnrsim::Swipe kSwipe{{"", "1", ""}, false};
 const Bytes kSwipeReply = vnrsim::encode_frame(vnrsim::parse_hex("00 00 F5 03 F5 3B 31 3F"), Form::split);
 
-TEST(Reader, ALateReplyTakesTheFaultsAndIsGivenUpForANewCommandOrAHangup) {
+TEST(Reader, ALateReplyTakesTheFaultsAndIsGivenUpOnAHangup) {
     Reader reader;
     EXPECT_TRUE(reader.receive(command("32 60 05"), t0).empty());
     reader.inject(vnrsim::Fault::silence);
@@ -75,16 +75,13 @@ TEST(Reader, ALateReplyTakesTheFaultsAndIsGivenUpForANewCommandOrAHangup) {
     EXPECT_TRUE(reader.poll(t0).empty());
     EXPECT_EQ(reader.stats().replies_silenced, 1u) << "the settled reply met the silence";
 
-    for (const bool hangup : {false, true}) {  // a new command, then a hangup, gives the waiting read up
-        EXPECT_TRUE(reader.receive(command("32 60 05"), t0).empty());
-        if (hangup) reader.inject(vnrsim::Fault::hangup, vnrsim::Times::always);
-        const Bytes next = hangup ? Bytes{} : command("31 11 00");
-        EXPECT_EQ(vnrsim::test::reply_of(reader.receive(next, t0 + 1s)).first, hangup ? 0xFFFF : 0);
-        EXPECT_TRUE(reader.poll(t0 + 6s).empty());
-        EXPECT_FALSE(reader.next_due());
-        reader.clear_faults();
-    }
-    EXPECT_EQ(reader.stats().replies_given_up, 2u);
+    // A hangup gives the waiting read up (a new command does too: tests/sim/models/pinpad_test.cpp).
+    EXPECT_TRUE(reader.receive(command("32 60 05"), t0).empty());
+    reader.inject(vnrsim::Fault::hangup, vnrsim::Times::always);
+    EXPECT_EQ(vnrsim::test::reply_of(reader.receive({}, t0 + 1s)).first, 0xFFFF);
+    EXPECT_TRUE(reader.poll(t0 + 6s).empty());
+    EXPECT_FALSE(reader.next_due());
+    EXPECT_EQ(reader.stats().replies_given_up, 1u);
 }
 
 TEST(HidReader, ALateReplysReportsAreReadyAtTheFirstGetAfterItIsSettled) {

@@ -1,5 +1,6 @@
-// The model "contact" through the reader's answers: the CPU card, the 61xx and 6Cxx switches, the slots,
-// memory and 1604 cards, and the deck's mistakes refused with their path.
+// The model "contact" through the reader's answers: the CPU card, the slots, and the deck's mistakes
+// refused with their path. Memory and 1604 cards are proven through the library against this model in
+// tests/contact, the 61xx and 6Cxx switches by the bank read on decks/bank/pboc.json in tests/bank.
 #include <gtest/gtest.h>
 
 #include "card_steps.h"
@@ -52,38 +53,6 @@ TEST(ContactModel, CpuCardFileSystemAndStatusWords) {
     EXPECT_NE(first.second, second.second) << "challenges differ";
 }
 
-TEST(ContactModel, AnswersBy61And6CAsTheDeckSwitchesThem) {
-    const std::string card = R"j({"slots": {"0": "c"}, "cards": {"c": {"kind": "cpu", "applications": [{"name": "A0000000010101",
-        "fci": "6F(84(A0000000010101) 50('ABCDEFGH'))", "files": [{"sfi": 1, "records": ["70(5A(11))"]}]}], )j";
-    const std::pair<const char*, std::vector<Step>> cases[] = {
-        {R"("answers_by_61": true, "response_chunk": 8)", {
-            {"32 26 00 00A4040007A0000000010101", 0, "6108"}, {"32 26 00 00C0000008", 0, "6F138407A0000000 6108"},
-            {"32 26 00 00C0000008", 0, "010101 5008 'ABC' 6105"}, {"32 26 00 00C0000005", 0, "'DEFGH' 9000"},
-            {"32 26 00 00C0000005", 0, "6985"}, {"32 26 00 00A4040007A0000000010101", 0, "6108"},
-            {"32 26 00 00B2010C00", 0, "6105"},  // drops the FCI held
-            {"32 26 00 00C0000005", 0, "70(5A(11)) 9000"}}},
-        {R"("wrong_le_6c": true)", {
-            {"32 26 00 00B2010C00", 0, "6C05"}, {"32 26 00 00B2010C04", 0, "6C05"},
-            {"32 26 00 00B2010C05", 0, "70(5A(11)) 9000"},
-            {"32 26 00 00A4040007A0000000010101", 0, "6F(84(A0000000010101) 50('ABCDEFGH')) 9000"}}},  // no Le
-        {R"("wrong_le_6c": true, "answers_by_61": true)", {
-            {"32 26 00 00B2010C00", 0, "6C05"}, {"32 26 00 00B2010C05", 0, "6105"},
-            {"32 26 00 00C0000004", 0, "6C05"}, {"32 26 00 00C0000005", 0, "70(5A(11)) 9000"}}},
-        {R"("endless_61": true, "response_chunk": 16)", {
-            {"32 26 00 00B2010C00", 0, "6105"}, {"32 26 00 00C0000005", 0, "70(5A(11)) 6105"},
-            {"32 26 00 00C0000005", 0, "70(5A(11)) 6105"}, {"32 26 00 00A4040007A0000000010101", 0, "6110"},
-            {"32 26 00 00C0000010", 0, "6F13 84(A0000000010101) 5008 'ABC' 6105"},
-            {"32 26 00 00C0000005", 0, "'DEFGH' 6110"}}},
-    };
-    for (const auto& [switches, steps] : cases) {
-        SCOPED_TRACE(switches);
-        Reader reader = reader_with(card + switches + "}}}");
-        vnrsim::test::ask(reader, "32 22 00 00 00");
-        vnrsim::test::ask(reader, "32 26 00 00A4040C07A0000000010101");  // no data to answer: no 61xx
-        run_steps(reader, steps);
-    }
-}
-
 TEST(ContactModel, SlotsStatesPowerAndFaults) {
     Reader reader = reader_with(R"({"sam_slots": 2, "slots": {"0": "cpu"}, "cards": {"cpu": {"kind": "cpu"},
         "mem": {"kind": "memory", "type": 1, "size_code": 0}}})");
@@ -109,68 +78,8 @@ TEST(ContactModel, SlotsStatesPowerAndFaults) {
     EXPECT_FALSE(reader.model<vnrsim::ContactModel>()->card_present(0));
 }
 
-TEST(ContactModel, MemoryCardPasswordCounterSizeAndTypes) {
-    Reader reader = reader_with(R"({"slots": {"0": "mem", "1": "big"}, "cards": {
-        "mem": {"kind": "memory", "type": 4, "password": "11 22 33", "memory": {"0x10": "'AB'"}},
-        "big": {"kind": "memory", "type": 1, "size_code": 4}}})");
-    const Step steps[] = {
-        {"32 32 00", 0, "A2131091"}, {"32 32 01", 0, "0104"},
-        {"32 31 00 04", 0}, {"32 31 00 03", vnrsim::kWrongCardKind}, {"32 31 00 07", vnrsim::kBadFields},
-        {"32 35 00 0010 0002", 0, "'AB'"}, {"32 35 00 00FF 0001", 0, "FF"}, {"32 35 00 00FF 0002", vnrsim::kBeyondCard},
-        {"32 36 00 0000 0001 AA", vnrsim::kCodeNeeded}, {"32 33 00 03 445566", vnrsim::kCodeNeeded},
-        {"32 34 00 03 112234", vnrsim::kWrongCode}, {"32 34 00 03 112235", vnrsim::kWrongCode},
-        {"32 34 00 02 1122", vnrsim::kBadFields},  // takes no attempt
-        {"32 34 00 03 112233", 0}, {"32 36 00 0000 0002 AABB", 0}, {"32 35 00 0000 0002", 0, "AABB"},
-        {"32 36 00 00FF 0002 AABB", vnrsim::kBeyondCard}, {"32 36 00 0000 0002 AA", vnrsim::kBadFields},
-        {"32 33 00 03 445566", 0},
-        {"32 23 00", 0}, {"32 36 00 0000 0001 AA", vnrsim::kCodeNeeded},  // power lost, unlock gone
-        {"32 34 00 03 112233", vnrsim::kWrongCode}, {"32 34 00 03 112233", vnrsim::kWrongCode},
-        {"32 34 00 03 112233", vnrsim::kWrongCode}, {"32 34 00 03 445566", vnrsim::kCodeLocked},
-        {"32 36 00 0000 0001 AA", vnrsim::kCodeLocked}, {"32 35 00 0000 0001", 0, "AA"},
-        {"32 36 01 07FF 0001 00", 0}, {"32 35 01 07FF 0001", 0, "00"}, {"32 36 01 07FF 0002 0000", vnrsim::kBeyondCard},
-        {"32 34 01 01 00", vnrsim::kWrongCardKind},  // no password on this one
-    };
-    run_steps(reader, steps);
-    EXPECT_EQ(std::get<vnrsim::MemoryCard>(reader.model<vnrsim::ContactModel>()->card("mem")->card).attempts_left(), 0);
-}
-
-TEST(ContactModel, Card1604CodesCountersFuseAndAccessRules) {
-    Reader reader = reader_with(R"({"slots": {"0": "c"}, "cards": {"c": {"kind": "1604",
-        "codes": {"0": "1234", "1": "1111", "5": "5151"}, "memory": {"2": "'ISSUER'"}}}})");
-    const Step steps[] = {
-        {"32 32 00", 0, "16041091"}, {"32 31 00 08", 0},
-        {"32 35 00 0000 000D", 0, "1604 'ISSUER' FFFF FFFF 0F"},  // the code reads FF, the counter 4 bits
-        {"32 36 00 001B 0001 00", vnrsim::kCodeNeeded},
-        {"32 34 00 04 00 00 1235", vnrsim::kWrongCode}, {"32 35 00 000C 0001", 0, "07"},
-        {"32 34 00 04 00 00 1234", 0}, {"32 35 00 000A 0003", 0, "1234 0F"},
-        {"32 36 00 001B 0002 0FF0", 0}, {"32 36 00 001B 0002 F00F", 0}, {"32 35 00 001B 0002", 0, "0000"},  // 1 to 0 only
-        {"32 30 00 001B 0002 00", 0}, {"32 35 00 001B 0002", 0, "FFFF"},
-        {"32 36 00 0000 0001 00", vnrsim::kAccessDenied}, {"32 36 00 000C 0001 00", vnrsim::kAccessDenied},
-        {"32 36 00 0015 0001 00", vnrsim::kAccessDenied},  // codes go by the code write
-        {"32 30 00 04C8 0002", 0}, {"32 33 00 06 04C8 0002 2222", 0},  // erase code 6 and write it
-        {"32 33 00 06 04C9 0002 2222", vnrsim::kBadFields},
-        {"32 96 00 01", 0}, {"32 33 00 06 04C8 0002 2222", vnrsim::kFuseBlown}, {"32 96 00 00", 0},
-        {"33 39 00", 0}, {"33 39 00", vnrsim::kFuseBlown},
-        {"32 30 00 000A 0002", vnrsim::kFuseBlown}, {"32 35 00 000A 0002", 0, "FFFF"},
-        {"32 36 00 0002 0001 00", vnrsim::kAccessDenied},  // issuer bytes, once personalised
-        {"32 36 00 001B 0001 00", vnrsim::kCodeNeeded}, {"32 34 00 04 00 01 1111", 0}, {"32 36 00 001B 0001 00", 0},
-        {"32 30 00 001B 0001", vnrsim::kCodeNeeded}, {"32 34 00 04 01 01 5151", 0}, {"32 30 00 001B 0001 00", 0},
-        {"32 34 00 04 01 00 5151", vnrsim::kBadFields},  // zone 0 has no erase code
-        {"32 36 00 04CD 0001 00", vnrsim::kCodeNeeded},  // zone 2 wants security code 2
-        {"32 36 00 07D5 0002 0102", 0},  // the test zone is free
-        {"32 34 00 04 00 02 0000", vnrsim::kWrongCode}, {"32 34 00 04 00 02 0000", vnrsim::kWrongCode},
-        {"32 34 00 04 00 02 0000", vnrsim::kWrongCode}, {"32 34 00 04 00 02 0000", vnrsim::kWrongCode},
-        {"32 34 00 04 00 02 FFFF", vnrsim::kCodeLocked}, {"32 36 00 04CD 0001 00", vnrsim::kCodeLocked},
-        {"32 23 00", 0}, {"32 36 00 001B 0001 00", vnrsim::kCodeNeeded},  // power lost: zone 1's code again
-        {"32 35 00 07D0 0008", vnrsim::kBeyondCard},
-    };
-    run_steps(reader, steps);
-}
-
-TEST(ContactModel, ShippedDecksLoadAndMistakesAreRefusedWithTheirPath) {
-    const Deck cards = Deck::load(VNRSIM_DECKS "/cards.json");
-    EXPECT_TRUE(cards.models.get<vnrsim::ContactModel>().card_present(1));
-    EXPECT_EQ(Deck::load(VNRSIM_DECKS "/reader.json").models.get<vnrsim::ContactModel>().cards().size(), 0u);
+// The shipped decks' contact cards are loaded by the library's tests in tests/contact.
+TEST(ContactModel, MistakesAreRefusedWithTheirPath) {
     const std::pair<std::string, const char*> cases[] = {
         {R"({"cards": {"x": {"kind": "disk"}}})", "contact.cards.x.kind:"},
         {R"({"cards": {"a b": {"kind": "cpu"}}})", "contact.cards.a b:"},

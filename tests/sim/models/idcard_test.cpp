@@ -78,8 +78,6 @@ TEST(IdCardModel, ControlWordsPutCardsAndStandFailures) {
     const std::pair<const char*, const char*> lines[] = {
         {"idcard fail 010091 3", "ok idcard fail 010091 for 3 replies"},
         {"faults", "ok idcard 010091 for 3 replies"},
-        {"clear", "ok faults cleared"},
-        {"faults", "ok none"},
         {"idcard", "ok idcard none"},
         {"IDCARD Resident", "ok idcard resident"},
         {"idcard foreign", "error: the deck has no foreign card"},

@@ -1,5 +1,6 @@
-// The model "stripe": track framing, reads with and without a swipe or with a bad one, the wait running
-// out on a driven clock, a scripted swipe, the modes, and the refusals.
+// The model "stripe": track framing, reads with and without a swipe or with a bad one, the modes, and the
+// refusals. A read waiting for a swipe, scripted or on the control channel, or running out, is the late
+// reply of tests/sim/reader_test.cpp.
 #include <gtest/gtest.h>
 
 #include "../ask.h"
@@ -8,13 +9,11 @@
 
 namespace {
 
-using namespace std::chrono_literals;
 using vnrsim::Deck;
 using vnrsim::StripeHead;
 using vnrsim::test::ask;
 using vnrsim::test::Bytes;
 using vnrsim::parse_hex;
-const vnrsim::Clock::time_point t0 = vnrsim::Clock::time_point{} + 1h;
 
 TEST(StripeModel, AReadAnswersTheTracksInTheirSentinelsOrWhyNot) {
     vnrsim::Reader reader;
@@ -30,23 +29,6 @@ TEST(StripeModel, AReadAnswersTheTracksInTheirSentinelsOrWhyNot) {
         EXPECT_EQ(control.execute(line).rfind("ok stripe", 0), 0u) << line;
         EXPECT_EQ(ask(reader, "32 60 00"), wanted) << line;
     }
-}
-
-TEST(StripeModel, AWaitingReadTakesTheSwipeWhenItComesOrRunsOut) {
-    vnrsim::Reader reader(Deck::parse(R"({"stripe": {"swipes": [{"after_ms": 3000, "tracks": ["", "1", ""]}]}})"));
-    EXPECT_EQ(ask(reader, "32 60 02", t0).first, 0xFFFF) << "pending";
-    EXPECT_EQ(reader.next_due(), t0 + 2s) << "the scripted swipe is later than the wait and stays";
-    EXPECT_TRUE(reader.poll(t0 + 2s - 1ns).empty());
-    EXPECT_EQ(vnrsim::test::reply_of(reader.poll(t0 + 2s)).first, vnrsim::kSwipeTimeOutStatus);
-
-    ASSERT_EQ(ask(reader, "32 60 05", t0 + 10s).first, 0xFFFF);
-    EXPECT_EQ(reader.next_due(), t0 + 13s) << "the swipe comes 3 s into the read";
-    EXPECT_EQ(vnrsim::test::reply_of(reader.poll(t0 + 13s)).second, parse_hex("F5 03 F5 3B 31 3F"));
-
-    ASSERT_EQ(ask(reader, "32 60 05", t0 + 20s).first, 0xFFFF);
-    reader.model<StripeHead>()->swipe({{"", "", "9"}, false});
-    EXPECT_EQ(vnrsim::test::reply_of(reader.poll(t0 + 20s)).second, parse_hex("F5 F5 03 3B 39 3F"));
-    EXPECT_FALSE(reader.next_due());
 }
 
 TEST(StripeModel, ModesAndRefusals) {
