@@ -47,7 +47,8 @@ TEST(Pdol, ValuesAndCommand) {
     struct Row { const char* entry; std::uint32_t length; std::string value; };
     // The values of iReadICCardNoAndName's GPO commands (decks/bank/pboc.json) are seen whole in its roads.
     const Row rows[] = {{"9f0206", 6, "000000000000"}, {"9F2103", 3, today}, {"9C01", 1, "00"}, {"8202", 2, "7C00"},
-                        {"9F3303", 3, "E0E1C8"}, {"DF6005", 5, std::string(10, '0')}, {"9F4E40", 64, std::string(54, '0')}};
+                        {"9F3303", 3, "E0E1C8"}, {"DF6005", 5, std::string(10, '0')},
+                        {"9F4E40", 64, std::string(54, '0')}};
     for (const Row& r : rows) EXPECT_EQ(vnr::bank::pdol_tag_value(r.entry, r.length, 0, "1122334455667788", "00"), r.value) << r.entry;
     std::string command;
     EXPECT_EQ(vnr::bank::build_pdol_data("9F66049F02", "1122334455667788", "00", 0), "B0000000");  // cut-off entry dropped
