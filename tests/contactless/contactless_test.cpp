@@ -131,7 +131,7 @@ std::int16_t read_value_into(std::int32_t icdev, std::uint8_t* b) {
 }
 
 TEST_F(Contactless, RepliesReachTheCallerOnlyWithinTheirLayoutAndTheDocumentedRoom) {
-    const Bytes uid = {0x04, 0xA1, 0xB2, 0xC3}, ats = {0x05, 0x78}, a192(192, 'A'), cpu{0x32, 0x24}, card{0x32, 0x41};
+    const Bytes uid = {0x04, 0xA1, 0xB2, 0xC3}, a192(192, 'A'), cpu{0x32, 0x24}, card{0x32, 0x41};
     const Bytes read{0x32, 0x43}, value{0x32, 0x45}, fast{0xC1, 0x50};
     const auto open = [](auto d, auto b) { return open_into(open_card, d, 0, b); };
     const auto serial = [](auto d, auto b) { return rf_card(d, 0, b, b + 1); };
@@ -145,7 +145,6 @@ TEST_F(Contactless, RepliesReachTheCallerOnlyWithinTheirLayoutAndTheDocumentedRo
         Bytes written;  // what lands in the caller's buffer; the bytes behind it keep their guard
         std::uint16_t reply_status = 0;
     } table[] = {
-        {cpu, cat({{0x20, 4}, uid, {2}, ats}), open, VNR_OK, opened(0x20, uid, ats)},
         {cpu, cat({{0x20, 10}, run_of(10), {64}, run_of(64)}), open, VNR_OK, opened(0x20, run_of(10), run_of(64))},
         {cpu, cat({{0x20, 11}, run_of(11), {0}}), open, VNR_E_END_BYTE, {}},     // identifier over its room
         {cpu, cat({{0x20, 1, 1, 65}, run_of(65)}), open, VNR_E_END_BYTE, {}},    // ATS over its room
