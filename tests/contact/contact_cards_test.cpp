@@ -1,5 +1,5 @@
 // The contact functions end to end against the cards of decks/cards.json on both links, each case a
-// script of calls and control lines: a bank card's session, the SAM, memory and 1604 cards, a pulled card.
+// script of calls and control lines: a bank card's session, the SAM, memory and 1604 cards.
 #include "support/card_script.h"
 
 namespace {
@@ -59,16 +59,6 @@ TEST_P(ContactCards, ABankCardFromPowerUpToPowerDownAndTheSam) {
         {APDU(1, 0x00, 0xB0, 0x00, 0x00, 0x10), 0, cat(ascii("SAM-0001"), {0, 0, 0, 0, 0, 0, 0, 1, 0x90, 0x00})},
         {CALL(took_state(sam_slt_getstate(d, 2, &state))), 0, Bytes{0x10, 0x01}},
         {CALL(took(sam_slt_reset(d, 0, 9, &len8, buf), len8)), -0x1002},
-    });
-}
-
-TEST_P(ContactCards, ACardPulledOutDuringAnApduLeavesAnEmptySlot) {
-    run({
-        {CALL(took(sam_slt_reset(d, 0, 0, &len8, buf), len8)), 0, kBankAtr},
-        control_line("contact pull 0"),
-        {APDU(0, 0x00, 0x84, 0x00, 0x00, 0x08), -0x1005},
-        {CALL(took_state(sam_slt_getstate(d, 0, &state))), 0, Bytes{0x10, 0x01}},
-        {APDU(0, 0x00, 0x84, 0x00, 0x00, 0x08), -0x1001},
     });
 }
 

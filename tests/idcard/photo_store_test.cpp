@@ -35,8 +35,7 @@ TEST_F(LoggedPhotoStore, SetPhotoPathChecksLengthThenComponentsAndKeepsTheOldFol
         {"ab\\x", 0, "ab\\x\\", nullptr},
         {native, 0, "", nullptr},
     };
-    for (const char* bad : {"C:\\ photos", "C:\\a*b", "C:\\a?b", "C:\\a<b", "C:\\a>b", "C:\\a\"b", "C:\\a:b", "C:\\a/b",
-                            "1:\\x", "C\\x", "CDE\\x"})
+    for (const char* bad : {"C:\\ photos", "C:\\a*b", "C:\\a\"b", "C:\\a:b", "C:\\a/b", "1:\\x", "C\\x", "CDE\\x"})
         cases.push_back({bad, -1, "", "路径不满足要求"});
     cases.push_back({native + "/ lead", -1, "", "路径不满足要求"});
     for (const auto& c : cases) {
