@@ -28,8 +28,8 @@ inline int scaled(int full, double default_scale = 1) {
     return value < 1 ? 1 : static_cast<int>(value);
 }
 
-// The identity card module's reply to a read (32 50) of a card with a number.
-inline vnr::test::Bytes identity_reply() {
+// The identity card module's reply to a read (32 50, or D0 07 `with_fingerprint`) of a card with a number.
+inline vnr::test::Bytes identity_reply(bool with_fingerprint = false) {
     vnr::test::Bytes text;
     for (int i = 0; i < 128; ++i) text.insert(text.end(), {0x20, 0x00});
     const char number[] = "11010119800101123X";
@@ -37,8 +37,10 @@ inline vnr::test::Bytes identity_reply() {
     text[30] = '1', text[32] = '0', text[34] = '1';  // sex 1, nation 01
     vnr::test::Bytes photo{'W', 'L', 'T', '\n'};
     photo.resize(1024, 0x5A);
+    vnr::test::Bytes fingerprint(with_fingerprint ? 1024 : 0, 0x46);
     vnr::test::Bytes out{0, 0, 0x00, 0x00, 0x90, 0x01, 0x00, 0x04, 0x00};
-    for (const auto* part : {&text, &photo}) out.insert(out.end(), part->begin(), part->end());
+    if (with_fingerprint) out.insert(out.end(), {0x04, 0x00});
+    for (const auto* part : {&text, &photo, &fingerprint}) out.insert(out.end(), part->begin(), part->end());
     out[0] = static_cast<std::uint8_t>(out.size() >> 8), out[1] = static_cast<std::uint8_t>(out.size() & 0xFF);
     return out;
 }
@@ -84,11 +86,22 @@ inline const std::vector<FamilyCall>& family_calls() {
         {"session: device_version", {0x31, 0x11, 0x00}, bytes_of("VNR-32 R1.08"),
          [](std::int32_t d, std::uint8_t* o) -> int { return device_version(d, 0, o, o + 1); },
          cat({{12}, bytes_of("VNR-32 R1.08")}), {0}, {{0x31, 0x11}}},
+        // The canned reply answers this APDU only; the bank read's APDUs go to the card in slot 0.
+        {"contact: card_APDU", {0x32, 0x26, 0x00, 0x00, 0x84, 0x00, 0x00, 0x02}, {0x12, 0x34, 0x90, 0x00},
+         [](std::int32_t d, std::uint8_t* o) -> int {
+             const std::uint8_t apdu[] = {0x00, 0x84, 0x00, 0x00, 0x02};
+             return card_APDU(d, 0, 5, apdu, reinterpret_cast<std::uint32_t*>(o), o + 4);
+         },
+         {4, 0, 0, 0, 0x12, 0x34, 0x90, 0x00}, {}, {{0x32, 0x26, 0x00, 0x00, 0x84}}},
+        {"1604: srd_1604", {0x32, 0x35, 0x00, 0x00, 0x00}, {0xA1, 0xA2, 0xA3, 0xA4},
+         [](std::int32_t d, std::uint8_t* o) -> int { return srd_1604(d, 0, 0, 4, o); }, {0xA1, 0xA2, 0xA3, 0xA4}, {},
+         {{0x32, 0x35}}},
+        {"contactless: rf_card", {0x32, 0x41}, {0x08, 0x11, 0x22, 0x33, 0x44},
+         [](std::int32_t d, std::uint8_t* o) -> int { return rf_card(d, 0, o, o + 1); }, {0x08, 0x11, 0x22, 0x33, 0x44},
+         {}, {{0x32, 0x41}}},
         {"identity card: IDCard_ReadCard", {0x32, 0x50}, identity_reply(),
          [](std::int32_t d, std::uint8_t* o) -> int { return IDCard_ReadCard(d, reinterpret_cast<char*>(o)); },
          bytes_of(vnr::test::gbk("操作成功")), bytes_of(vnr::test::gbk("操作失败")), {{0x32, 0x50}}},
-        // One command whose data is copied out and nothing written on failure, as card_APDU and the 1604,
-        // contactless and most reader functions do; the contact card's APDUs come with the bank read.
         {"reader: device_readsnr", {0xC0, 0x09, 0x08}, bytes_of("SN-00042"),
          [](std::int32_t d, std::uint8_t* o) -> int { return device_readsnr(d, 8, o); }, bytes_of("SN-00042"), {},
          {{0xC0, 0x09}}},
